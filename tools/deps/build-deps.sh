@@ -1,0 +1,118 @@
+#!/usr/bin/env bash
+# Builds the project's third-party dependencies for 64-bit Windows (MinGW-w64)
+# into a cache outside the work tree and writes BUILD_DIR/deps.cmake with
+# their install prefixes.
+#
+#   tools/deps/build-deps.sh BUILD_DIR
+#
+# Cache: $TALVORAN_CACHE/<name>/<version>-<key>/ (key = hash of the recipe
+# files and versions). Each prefix has include/ and lib/ (static .a files).
+# Nothing already cached is rebuilt.
+set -euo pipefail
+
+if [ $# -ne 1 ]; then
+    echo "usage: $0 BUILD_DIR" >&2
+    exit 2
+fi
+
+DEPS_DIR=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+ROOT=$(cd "$DEPS_DIR/../.." && pwd)
+# shellcheck source=lib.sh
+. "$DEPS_DIR/lib.sh"
+
+BUILD_DIR=$1
+mkdir -p "$BUILD_DIR"
+BUILD_DIR=$(cd "$BUILD_DIR" && pwd)
+
+TOOLCHAIN="$ROOT/cmake/mingw-w64-x86_64.cmake"
+JOBS=${TALVORAN_JOBS:-2}
+
+XERCES_PKG=xerces-c
+XERCES_VERSION=3.2.4+debian-1
+XSEC_PKG=xml-security-c
+XSEC_VERSION=3.0.0-2
+GTEST_SRC=/usr/src/googletest
+GTEST_PKG=googletest   # the Debian binary package that ships $GTEST_SRC
+
+"$DEPS_DIR/install-packages.sh"
+
+GTEST_VERSION=$(dpkg-query -W -f='${Version}' "$GTEST_PKG" 2>/dev/null) \
+    || die "Debian package $GTEST_PKG is not installed"
+
+# A key covers lib.sh, the toolchain and the dependency's own third_party/ folder (its
+# recipe build.sh, patches, build files): editing this driver rebuilds nothing.
+COMMON_FILES=("$DEPS_DIR/lib.sh" "$TOOLCHAIN")
+CC_VERSION=$(x86_64-w64-mingw32-g++-posix -dumpfullversion 2>/dev/null || echo unknown)
+
+XERCES_KEY=$(cache_key "${COMMON_FILES[@]}" "$ROOT/third_party/xerces-c" \
+    -- "$XERCES_PKG=$XERCES_VERSION" "gcc=$CC_VERSION")
+XSEC_KEY=$(cache_key "${COMMON_FILES[@]}" "$ROOT/third_party/xml-security-c" \
+    -- "$XSEC_PKG=$XSEC_VERSION" "xerces=$XERCES_KEY" "gcc=$CC_VERSION")
+GTEST_KEY=$(cache_key "${COMMON_FILES[@]}" "$ROOT/third_party/googletest" \
+    -- "$GTEST_PKG=$GTEST_VERSION" "gcc=$CC_VERSION")
+
+XERCES_PREFIX="$TALVORAN_CACHE/xerces-c/$XERCES_VERSION-$XERCES_KEY"
+XSEC_PREFIX="$TALVORAN_CACHE/xml-security-c/$XSEC_VERSION-$XSEC_KEY"
+GTEST_PREFIX="$TALVORAN_CACHE/googletest/$GTEST_VERSION-$GTEST_KEY"
+
+# Scratch space, created only when something is built; removed on exit
+# unless TALVORAN_KEEP_SCRATCH=1.
+SCRATCH=
+init_scratch() {
+    if [ -z "$SCRATCH" ]; then
+        SCRATCH=$(mktemp -d "${TMPDIR:-/tmp}/talvoran-deps.XXXXXX")
+    fi
+}
+cleanup() {
+    if [ -n "$SCRATCH" ]; then
+        if [ "${TALVORAN_KEEP_SCRATCH:-0}" = 1 ]; then
+            log "scratch kept in $SCRATCH"
+        else
+            rm -rf "$SCRATCH"
+        fi
+    fi
+}
+trap cleanup EXIT
+
+for recipe in xerces-c xml-security-c googletest; do
+    # shellcheck source=/dev/null
+    . "$ROOT/third_party/$recipe/build.sh"
+done
+
+LOCKED=0
+ensure() {
+    local name=$1 version=$2 prefix=$3 fn=$4
+    if [ ! -d "$prefix" ] && [ "$LOCKED" = 0 ]; then
+        # Serialise concurrent builds sharing this cache (e.g. two build trees).
+        mkdir -p "$TALVORAN_CACHE"
+        exec 9>"$TALVORAN_CACHE/.build.lock"
+        if command -v flock >/dev/null 2>&1; then
+            flock 9
+        fi
+        LOCKED=1
+    fi
+    if [ -d "$prefix" ]; then
+        log "$name $version: cached at $prefix"
+    else
+        mkdir -p "$(dirname "$prefix")"
+        init_scratch
+        "$fn" "$prefix"
+    fi
+}
+
+ensure Xerces-C "$XERCES_VERSION" "$XERCES_PREFIX" build_xerces
+ensure xml-security-c "$XSEC_VERSION" "$XSEC_PREFIX" build_xsec
+ensure GoogleTest "$GTEST_VERSION" "$GTEST_PREFIX" build_gtest
+
+cat > "$BUILD_DIR/deps.cmake.new" <<CMAKE
+set(XERCES_PREFIX "$XERCES_PREFIX")
+set(XSEC_PREFIX "$XSEC_PREFIX")
+set(GTEST_PREFIX "$GTEST_PREFIX")
+CMAKE
+# Rewritten only when a prefix changed, so that CMake does not configure again for nothing.
+if cmp -s "$BUILD_DIR/deps.cmake.new" "$BUILD_DIR/deps.cmake"; then
+  rm -f "$BUILD_DIR/deps.cmake.new"
+else
+  mv -f "$BUILD_DIR/deps.cmake.new" "$BUILD_DIR/deps.cmake"
+  log "wrote $BUILD_DIR/deps.cmake"
+fi
