@@ -1,0 +1,96 @@
+#include "api/ContextRegistry.hpp"
+
+#include <mutex>
+#include <set>
+
+#include "api/CryptXmlException.hpp"
+#include "api/Trace.hpp"
+
+namespace registry {
+namespace {
+
+std::recursive_mutex registryLock;
+std::set<BaseContext*> contexts;  // ordered by address
+
+using Guard = std::lock_guard<std::recursive_mutex>;
+
+BaseContext* Find(const void* handle) {
+    auto it = contexts.find(static_cast<BaseContext*>(const_cast<void*>(handle)));
+    return it == contexts.end() ? nullptr : *it;
+}
+
+}  // namespace
+
+RegistryGuard::RegistryGuard() { registryLock.lock(); }
+RegistryGuard::~RegistryGuard() { registryLock.unlock(); }
+
+void AddContext(BaseContext* ctx) {
+    if (ctx == nullptr) errors::Raise<hr::kInvalidArg>("AddContext");
+    Guard guard(registryLock);
+    if (Find(ctx) != nullptr) return;
+    Access::Lock(*ctx);
+    try {
+        contexts.insert(ctx);
+    } catch (...) {
+        Access::Unlock(*ctx);
+        throw;
+    }
+    Access::Unlock(*ctx);
+}
+
+bool ContextExists(const BaseContext* ctx) {
+    if (ctx == nullptr) errors::Raise<hr::kInvalidArg>("ContextExists");
+    Guard guard(registryLock);
+    return Find(ctx) != nullptr;
+}
+
+bool ContextHaveOwner(BaseContext* ctx) {
+    if (ctx == nullptr) errors::Raise<hr::kInvalidArg>("ContextHaveOwner");
+    Guard guard(registryLock);
+    if (Find(ctx) == nullptr) errors::Raise<hr::kInvalidArg>("ContextHaveOwner");
+    Access::Lock(*ctx);
+    const bool owned = ctx->HasOwner();
+    Access::Unlock(*ctx);
+    return owned;
+}
+
+void CloseContext(BaseContext* ctx) {
+    if (ctx == nullptr) errors::Raise<hr::kInvalidArg>("CloseContext");
+    Guard guard(registryLock);
+    if (Find(ctx) == nullptr) errors::Raise<hr::kInvalidArg>("CloseContext");
+    // Wait until a thread that still uses the context has finished with it.
+    Access::Lock(*ctx);
+    Access::Unlock(*ctx);
+    // Out of the set first: a destructor that closes children walks the set again.
+    contexts.erase(ctx);
+    delete ctx;
+}
+
+void CloseAllContexts() {
+    Guard guard(registryLock);
+    if (contexts.empty()) return;
+    trace::traceA("CloseAllContexts", "contexts is not empty");
+    while (!contexts.empty()) CloseContext(*contexts.begin());
+}
+
+void UnlockContext(BaseContext* ctx) {
+    if (ctx == nullptr) errors::Raise<hr::kInvalidArg>("UnlockContext");
+    Guard guard(registryLock);
+    Access::Unlock(*ctx);
+}
+
+BaseContext* FindOrRaise(const void* handle) {
+    if (handle == nullptr) errors::Raise<hr::kInvalidArg>("LockContext");
+    BaseContext* ctx = Find(handle);
+    if (ctx == nullptr) errors::Raise<hr::kHandle>("LockContext");
+    return ctx;
+}
+
+BaseContext* LockAny(const void* handle) {
+    Guard guard(registryLock);
+    BaseContext* ctx = FindOrRaise(handle);
+    Access::Lock(*ctx);
+    return ctx;
+}
+
+}  // namespace registry

@@ -1,0 +1,8 @@
+#include "api/WinApi.hpp"
+
+// Loading does no XML work; the stack starts with the first document or handle call and
+// stops only in CryptXmlCleanup, never on detach.
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {
+    if (reason == DLL_PROCESS_ATTACH) ::DisableThreadLibraryCalls(instance);
+    return TRUE;
+}

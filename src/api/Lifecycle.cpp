@@ -1,0 +1,48 @@
+#include "api/Lifecycle.hpp"
+
+#include <cstdlib>
+#include <mutex>
+
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLUni.hpp>
+#include <xsec/utils/XSECPlatformUtils.hpp>
+
+#include "api/ContextRegistry.hpp"
+
+namespace lifecycle {
+namespace {
+
+const char* const forcedDebugMode = std::getenv("talvoran-cryptxml-force-debug-mode");
+
+std::recursive_mutex xmlStackLock;
+
+bool XercesRunning() noexcept { return XERCES_CPP_NAMESPACE::XMLPlatformUtils::fgMemoryManager != nullptr; }
+bool XsecRunning() noexcept { return XSECPlatformUtils::initCount != 0; }
+
+}  // namespace
+
+const char* ForcedDebugMode() noexcept { return forcedDebugMode; }
+
+void ensureXmlStack() {
+    std::lock_guard<std::recursive_mutex> guard(xmlStackLock);
+    if (!XercesRunning()) {
+        XERCES_CPP_NAMESPACE::XMLPlatformUtils::Initialize(
+            XERCES_CPP_NAMESPACE::XMLUni::fgXercescDefaultLocale, nullptr, nullptr, nullptr);
+    }
+    if (!XsecRunning()) {
+        XSECPlatformUtils::Initialise(nullptr);
+    }
+}
+
+void stopXmlStack() {
+    std::lock_guard<std::recursive_mutex> guard(xmlStackLock);
+    if (XsecRunning()) XSECPlatformUtils::Terminate();
+    if (XercesRunning()) XERCES_CPP_NAMESPACE::XMLPlatformUtils::Terminate();
+}
+
+void Cleanup() {
+    registry::CloseAllContexts();
+    stopXmlStack();
+}
+
+}  // namespace lifecycle
