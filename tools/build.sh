@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# The project's two entry points, for a fresh machine as for a warm one:
+#   tools/build.sh main   build everything, then run the main program under Wine
+#   tools/build.sh test   build everything, then run the whole test suite under Wine
+# Missing Debian packages, the dependency builds (cached outside the work tree) and the
+# Wine prefix are set up on the way; what is already there is reused.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+build="${TALVORAN_BUILD_DIR:-$root/build}"
+what="${1:-}"
+case "$what" in main|test) ;; *) echo "usage: tools/build.sh main|test" >&2; exit 2 ;; esac
+
+"$root/tools/deps/install-packages.sh"
+mkdir -p "$build"
+"$root/tools/deps/build-deps.sh" "$build"
+
+if [ ! -f "$build/CMakeCache.txt" ]; then
+  cmake -S "$root" -B "$build" -G Ninja \
+    -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo
+fi
+cmake --build "$build" -j2
+
+prefix="$build/wineprefix"
+"$root/tools/wine/server.sh" start "$prefix"
+trap '"$root/tools/wine/server.sh" stop "$prefix"' EXIT
+
+case "$what" in
+  main)
+    "$root/tools/wine/run.sh" "$prefix" "$build/bin/cryptxml-catalog.exe"
+    ;;
+  test)
+    ctest --test-dir "$build" --output-on-failure -j2
+    ;;
+esac
