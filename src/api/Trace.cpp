@@ -36,6 +36,18 @@ void AppendTruncating(Char* dst, size_t capacity, const Char* src) noexcept {
     dst[used < capacity ? used : capacity - 1] = 0;
 }
 
+// Decimal digits of a thread id; ids are DWORDs, so no sign and at most ten digits.
+void FormatThreadNumber(DWORD id, wchar_t (&out)[30]) noexcept {
+    wchar_t reversed[30];
+    size_t n = 0;
+    do {
+        reversed[n++] = static_cast<wchar_t>(L'0' + id % 10);
+        id /= 10;
+    } while (id != 0);
+    for (size_t i = 0; i < n; ++i) out[i] = reversed[n - 1 - i];
+    out[n] = 0;
+}
+
 template <typename Char>
 void CopyTruncating(Char* dst, size_t capacity, const Char* src) noexcept {
     dst[0] = 0;
@@ -51,7 +63,7 @@ void Stop() noexcept { debugFlag.store(0); }
 void traceLine(const wchar_t* text) noexcept {
     if (!IsOn() || text == nullptr) return;
     wchar_t threadNumber[30];
-    _itow_s(static_cast<int>(::GetThreadId(::GetCurrentThread())), threadNumber, 30, 10);
+    FormatThreadNumber(::GetThreadId(::GetCurrentThread()), threadNumber);
 
     std::lock_guard<std::recursive_mutex> guard(traceLock);
     CopyTruncating(lastLine, kLineCapacity, kPrefix);

@@ -144,6 +144,25 @@ TEST(CryptXmlException, RaiseBuildsTheTemplateInstance) {
     }
 }
 
+// Each code of the table, raised inside an export and read back as the host reads it.
+TEST(ExportFrame, EveryTableCodeReachesTheCallerAndTheTrace) {
+    TraceOn on;
+    for (const TableRow& row : kRows) {
+        const HRESULT result = frame::Run("CryptXmlSomeExport", [&]() -> HRESULT {
+            CryptXmlException e("Owner::Operation", row.code);
+            e.AppendDetail("detail");
+            throw e;
+        });
+        EXPECT_EQ(row.code, result);
+        wchar_t line[trace::kLineCapacity] = {};
+        ASSERT_EQ(S_OK, CryptXmlGetLastDebugMessage(line, trace::kLineCapacity));
+        EXPECT_EQ(ExpectedFrameLine(L"CryptXmlSomeExport", L"an error occurred. function: Owner::Operation. desc: " +
+                                                               Widen(row.narrow) + L" detail"),
+                  line)
+            << std::hex << row.code;
+    }
+}
+
 TEST(ExportFrame, LibraryExceptionGivesItsCodeAndOneTraceLine) {
     TraceOn on;
     const HRESULT result = frame::Run("CryptXmlTestExport", []() -> HRESULT {

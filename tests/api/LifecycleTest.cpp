@@ -11,6 +11,7 @@
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
+#include "../support/AlgorithmCallbacks.hpp"
 #include "../support/TraceLines.hpp"
 #include "TestContexts.hpp"
 #include "UnitTrace.hpp"
@@ -19,7 +20,6 @@
 #include "api/CryptXmlException.hpp"
 #include "api/Lifecycle.hpp"
 
-extern "C" void WINAPI CryptXmlCleanup(void);
 
 using testing_support::ExpectedLine;
 using testing_support::LastLine;
@@ -61,6 +61,19 @@ TEST(Lifecycle, LoadingStartsNothing) {
     EXPECT_FALSE(XercesUp());
     EXPECT_FALSE(XsecUp());
     EXPECT_EQ(nullptr, XSECPlatformUtils::g_cryptoProvider);
+}
+
+TEST(Lifecycle, AlgorithmInfoExportsDoNotStartTheStack) {
+    int calls = 0;
+    EXPECT_EQ(S_OK, CryptXmlEnumAlgorithmInfo(CRYPT_XML_GROUP_ID_SIGN, 0, &calls, testing_support::CountAll));
+    EXPECT_EQ(11, calls);
+    EXPECT_NE(nullptr, CryptXmlFindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_NAME, L"SHA1", 1, 0));
+    CRYPT_XML_ALGORITHM alg = {sizeof(alg), L"http://www.w3.org/2000/09/xmldsig#sha1", {}};
+    CRYPT_XML_ALGORITHM_INFO* info = nullptr;
+    EXPECT_EQ(S_OK, CryptXmlGetAlgorithmInfo(&alg, 0, &info));
+    LocalFree(info);
+    EXPECT_FALSE(XercesUp());
+    EXPECT_FALSE(XsecUp());
 }
 
 TEST(Lifecycle, AlgCanBeUsedBeforeAnyOpenHasNoProvider) {
