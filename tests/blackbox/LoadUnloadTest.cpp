@@ -1,0 +1,62 @@
+// An application that loads the DLL, uses it, cleans up and unloads it, many times over in
+// one process: every round works, and the process keeps no handles or memory from it.
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <cryptxml.h>
+
+#include <psapi.h>
+
+namespace {
+
+template <class F>
+F Proc(HMODULE module, const char* name) {
+    return reinterpret_cast<F>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
+
+// One round of what a short-lived user of the DLL does.
+bool UseOnce() {
+    HMODULE dll = LoadLibraryW(L"talvoran-cryptxml64.dll");
+    if (dll == nullptr) return false;
+    auto find = Proc<decltype(&CryptXmlFindAlgorithmInfo)>(dll, "CryptXmlFindAlgorithmInfo");
+    auto get = Proc<decltype(&CryptXmlGetAlgorithmInfo)>(dll, "CryptXmlGetAlgorithmInfo");
+    auto start = Proc<decltype(&CryptXmlStartDebugging)>(dll, "CryptXmlStartDebugging");
+    auto cleanup = Proc<decltype(&CryptXmlCleanup)>(dll, "CryptXmlCleanup");
+    bool ok = find && get && start && cleanup;
+    if (ok) {
+        start();
+        ok = find(1, nullptr, 1, 0) == nullptr;  // a traced failure
+        CRYPT_XML_ALGORITHM alg = {sizeof(alg), L"http://www.w3.org/2001/04/xmldsig-more#gostr3411", {}};
+        CRYPT_XML_ALGORITHM_INFO* info = nullptr;
+        ok = ok && get(&alg, 0, &info) == S_OK && info != nullptr;
+        LocalFree(info);
+        cleanup();
+    }
+    return FreeLibrary(dll) != FALSE && ok;
+}
+
+SIZE_T PrivateBytes() {
+    PROCESS_MEMORY_COUNTERS_EX counters = {};
+    GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters),
+                         sizeof(counters));
+    return counters.PrivateUsage;
+}
+
+DWORD Handles() {
+    DWORD count = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &count);
+    return count;
+}
+
+}  // namespace
+
+TEST(LoadUnload, RepeatedRoundsWorkAndLeaveNothingBehind) {
+    ASSERT_TRUE(UseOnce());  // the first round settles the loader's own caches
+    const SIZE_T bytes = PrivateBytes();
+    const DWORD handles = Handles();
+    for (int round = 0; round < 200; ++round) ASSERT_TRUE(UseOnce()) << "round " << round;
+    EXPECT_LE(Handles(), handles + 2);
+    EXPECT_LT(PrivateBytes(), bytes + 1024 * 1024) << "private bytes grew from " << bytes;
+    EXPECT_EQ(nullptr, GetModuleHandleW(L"talvoran-cryptxml64.dll"));
+}
