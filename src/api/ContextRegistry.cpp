@@ -44,6 +44,11 @@ bool ContextExists(const BaseContext* ctx) {
     return Find(ctx) != nullptr;
 }
 
+size_t ContextCount() {
+    Guard guard(registryLock);
+    return contexts.size();
+}
+
 bool ContextHaveOwner(BaseContext* ctx) {
     if (ctx == nullptr) errors::Raise<hr::kInvalidArg>("ContextHaveOwner");
     Guard guard(registryLock);
@@ -71,6 +76,11 @@ void CloseAllContexts() {
     if (contexts.empty()) return;
     trace::traceA("CloseAllContexts", "contexts is not empty");
     while (!contexts.empty()) CloseContext(*contexts.begin());
+}
+
+void CloseIfRegistered(BaseContext* ctx) {
+    Guard guard(registryLock);
+    if (ctx != nullptr && Find(ctx) != nullptr) CloseContext(ctx);
 }
 
 void UnlockContext(BaseContext* ctx) {

@@ -16,9 +16,14 @@ public:
 
 void AddContext(BaseContext* ctx);
 bool ContextExists(const BaseContext* ctx);
+// How many contexts are registered (for leak checks and diagnostics).
+size_t ContextCount();
 bool ContextHaveOwner(BaseContext* ctx);
 void CloseContext(BaseContext* ctx);
 void CloseAllContexts();
+// For owners disposing of their children: closes ctx if it is still registered; a child
+// the registry has already closed (CloseAllContexts walks by address) is left alone.
+void CloseIfRegistered(BaseContext* ctx);
 void UnlockContext(BaseContext* ctx);
 
 // Looks a handle up (the caller holds the registry lock): null raises E_INVALIDARG, an

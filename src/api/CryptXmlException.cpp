@@ -1,29 +1,12 @@
 #include "api/CryptXmlException.hpp"
 
-#include <vector>
-
 #include "api/ErrorText.hpp"
+#include "api/TextConvert.hpp"
 
 namespace {
 
 constexpr char kLead[] = "an error occurred. ";
 constexpr wchar_t kLeadW[] = L"an error occurred. ";
-
-std::string ToAnsi(const std::wstring& wide) {
-    const int length = static_cast<int>(wide.size());
-    std::vector<char> buffer(static_cast<size_t>(length) * 2 + 1, '\0');
-    int written = ::WideCharToMultiByte(CP_ACP, 0, wide.c_str(), length, buffer.data(),
-                                        static_cast<int>(buffer.size()) - 1, nullptr, nullptr);
-    if (written <= 0 && length > 0) {
-        // DBCS code pages may need more than two bytes per character in rare cases.
-        const int needed =
-            ::WideCharToMultiByte(CP_ACP, 0, wide.c_str(), length, nullptr, 0, nullptr, nullptr);
-        buffer.assign(static_cast<size_t>(needed) + 1, '\0');
-        written = ::WideCharToMultiByte(CP_ACP, 0, wide.c_str(), length, buffer.data(), needed,
-                                        nullptr, nullptr);
-    }
-    return std::string(buffer.data(), written > 0 ? static_cast<size_t>(written) : 0);
-}
 
 }  // namespace
 
@@ -74,7 +57,7 @@ void CryptXmlException::Compose(const wchar_t* functionName, const wchar_t* desc
         text += L"desc: ";
         text += description;
     }
-    message_ = ToAnsi(text);
+    message_ = textConvert::ToAnsi(text);
 }
 
 namespace errors {

@@ -13,7 +13,7 @@ void CreatedContext::Discard() noexcept {
         if (registry::ContextExists(ctx)) {
             registry::CloseContext(ctx);
         } else {
-            std::unique_ptr<BaseContext> owned(ctx);
+            std::unique_ptr<BaseContext> owned(ctx);  // never registered: ours to destroy
         }
     } catch (const std::exception& e) {
         Report(exportName_, e.what(), hr::kFail);

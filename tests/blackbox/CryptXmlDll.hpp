@@ -27,6 +27,12 @@ public:
     decltype(&::CryptXmlDebuggingIsStarted) DebuggingIsStarted;
     decltype(&::CryptXmlGetLastDebugMessage) GetLastDebugMessage;
     decltype(&::CryptXmlCleanup) Cleanup;
+    decltype(&::CryptXmlOpenToDecode) OpenToDecode;
+    decltype(&::CryptXmlClose) Close;
+    decltype(&::CryptXmlGetDocContext) GetDocContext;
+    decltype(&::CryptXmlGetSignature) GetSignature;
+    decltype(&::CryptXmlGetReference) GetReference;
+    decltype(&::CryptXmlGetStatus) GetStatus;
 
     std::wstring LastMessage() const {
         wchar_t buffer[4098] = {};
@@ -45,6 +51,12 @@ private:
         Bind(DebuggingIsStarted, "CryptXmlDebuggingIsStarted");
         Bind(GetLastDebugMessage, "CryptXmlGetLastDebugMessage");
         Bind(Cleanup, "CryptXmlCleanup");
+        Bind(OpenToDecode, "CryptXmlOpenToDecode");
+        Bind(Close, "CryptXmlClose");
+        Bind(GetDocContext, "CryptXmlGetDocContext");
+        Bind(GetSignature, "CryptXmlGetSignature");
+        Bind(GetReference, "CryptXmlGetReference");
+        Bind(GetStatus, "CryptXmlGetStatus");
     }
 
     template <class F>

@@ -1,0 +1,82 @@
+// The exports of the decode path: open a document, read its structures and status,
+// close it.
+#include "api/ContextRegistry.hpp"
+#include "api/ExportFrame.hpp"
+#include "api/Lifecycle.hpp"
+#include "document/DocContext.hpp"
+#include "reference/RefContext.hpp"
+#include "signature/SigContext.hpp"
+
+namespace {
+
+constexpr char kStructCheck[] = "NULL == hCryptXml || NULL == ppStruct";
+
+// The shape of the three structure getters: check, start the stack, lock as T, hand out.
+template <class T, class Struct, class Get>
+HRESULT GetStruct(const char* exportName, HCRYPTXML handle, const Struct** ppStruct, Get&& get) {
+    return frame::Run(exportName, [&]() -> HRESULT {
+        if (handle == nullptr || ppStruct == nullptr) errors::Raise<hr::kInvalidArg>(exportName, kStructCheck);
+        lifecycle::ensureXmlStack();
+        registry::LockedContext<T> ctx(handle);
+        *ppStruct = get(*ctx);
+        return S_OK;
+    });
+}
+
+}  // namespace
+
+extern "C" {
+
+HRESULT WINAPI CryptXmlOpenToDecode(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* pConfig, DWORD dwFlags,
+                                    const CRYPT_XML_PROPERTY* rgProperty, ULONG cProperty,
+                                    const CRYPT_XML_BLOB* pEncoded, HCRYPTXML* phCryptXml) {
+    static const char* const kExport = "CryptXmlOpenToDecode";
+    return frame::RunCreating(kExport, [&](frame::CreatedContext& created) -> HRESULT {
+        if (phCryptXml == nullptr) errors::Raise<hr::kInvalidArg>(kExport, "NULL == phCryptXml");
+        lifecycle::ensureXmlStack();
+        DocContext* doc = created.Keep(new DocContext(pConfig, dwFlags, rgProperty, cProperty, pEncoded));
+        registry::AddContext(doc);
+        *phCryptXml = created.Release();
+        return S_OK;
+    });
+}
+
+HRESULT WINAPI CryptXmlClose(HCRYPTXML hCryptXml) {
+    return frame::RunNarrow<false>("CryptXmlClose", [&]() -> HRESULT {
+        auto* ctx = static_cast<BaseContext*>(hCryptXml);
+        // A child belongs to its document: only closing the document ends it.
+        if (registry::ContextHaveOwner(ctx)) return S_FALSE;
+        registry::CloseContext(ctx);
+        return S_OK;
+    });
+}
+
+HRESULT WINAPI CryptXmlGetDocContext(HCRYPTXML hCryptXml, const CRYPT_XML_DOC_CTXT** ppStruct) {
+    return GetStruct<DocContext>("CryptXmlGetDocContext", hCryptXml, ppStruct,
+                                 [](DocContext& doc) { return doc.GetDocStruct(); });
+}
+
+HRESULT WINAPI CryptXmlGetSignature(HCRYPTXML hCryptXml, const CRYPT_XML_SIGNATURE** ppStruct) {
+    return GetStruct<SigContext>("CryptXmlGetSignature", hCryptXml, ppStruct,
+                                 [](SigContext& sig) { return sig.GetSignatureStruct(); });
+}
+
+HRESULT WINAPI CryptXmlGetReference(HCRYPTXML hCryptXml, const CRYPT_XML_REFERENCE** ppStruct) {
+    return GetStruct<RefContext>("CryptXmlGetReference", hCryptXml, ppStruct,
+                                 [](RefContext& ref) { return ref.GetReferenceStruct(); });
+}
+
+HRESULT WINAPI CryptXmlGetStatus(HCRYPTXML hCryptXml, CRYPT_XML_STATUS* pStatus) {
+    static const char* const kExport = "CryptXmlGetStatus";
+    return frame::Run(kExport, [&]() -> HRESULT {
+        if (pStatus == nullptr || hCryptXml == nullptr) {
+            errors::Raise<hr::kInvalidArg>(kExport, "NULL == pStatus || NULL == hCryptXml");
+        }
+        lifecycle::ensureXmlStack();
+        registry::LockedContext<BaseContext> ctx(hCryptXml);
+        ctx->GetStatus(pStatus);
+        return S_OK;
+    });
+}
+
+}  // extern "C"

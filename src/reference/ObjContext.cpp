@@ -1,0 +1,116 @@
+#include "reference/ObjContext.hpp"
+
+#include <cstring>
+
+#include <xsec/dsig/DSIGObject.hpp>
+#include <xsec/dsig/DSIGReference.hpp>
+#include <xsec/dsig/DSIGReferenceList.hpp>
+#include <xsec/framework/XSECEnv.hpp>
+#include <xsec/framework/XSECException.hpp>
+
+#include "api/ContextRegistry.hpp"
+#include "api/CryptXmlException.hpp"
+#include "api/StatusMerge.hpp"
+#include "api/StructText.hpp"
+#include "document/DsigDom.hpp"
+#include "document/XmlBlob.hpp"
+#include "reference/RefContext.hpp"
+#include "signature/SigContext.hpp"
+
+namespace {
+constexpr char kConstructor[] = "ObjContext::ObjContext";
+}
+
+ObjContext::ObjContext(SigContext* parentSigContext, DSIGObject* xsecObject, DWORD flags)
+    : BaseContext(flags, true), parentSigContext_(parentSigContext) {
+    std::memset(&objStruct_, 0, sizeof(objStruct_));
+    objStruct_.cbSize = sizeof(CRYPT_XML_OBJECT);
+    objStruct_.hObject = this;
+    if (parentSigContext == nullptr) errors::Raise<hr::kInvalidArg>(kConstructor, "NULL == parentSigContext");
+    if (xsecObject == nullptr) errors::Raise<hr::kInvalidArg>(kConstructor, "NULL == xsecObject");
+    xsecObj_ = xsecObject;
+
+    const wchar_t* id = xsecObject->getId();
+    CheckIdLimits(id, flags);
+    if (!parentSigContext->IdIsUnique(id)) errors::Raise<hr::kNonUniqueId>(kConstructor);
+    structText::Set(id_, objStruct_.wszId, id);
+    structText::Set(mimeType_, objStruct_.wszMimeType, xsecObject->getMimeType());
+    structText::Set(encoding_, objStruct_.wszEncoding, xsecObject->getEncoding());
+
+    // The Object element itself, so that a caller can read what it carries.
+    xmlBlob::EncodeNode(xsecObject->getElement(), false, parentSigContext->SerialCharset(), encoded_);
+    objStruct_.Encoded.dwCharset = static_cast<CRYPT_XML_CHARSET>(parentSigContext->SerialCharset());
+    objStruct_.Encoded.cbData = static_cast<ULONG>(encoded_.size());
+    objStruct_.Encoded.pbData = encoded_.empty() ? nullptr : encoded_.data();
+
+    try {
+        LoadReferences(flags);
+    } catch (...) {
+        DisposeManifestRefs();
+        throw;
+    }
+}
+
+ObjContext::~ObjContext() { DisposeManifestRefs(); }
+
+void ObjContext::DisposeManifestRefs() noexcept {
+    for (RefContext* ref : manifestRefs_) {
+        try {
+            registry::CloseIfRegistered(ref);
+        } catch (...) {
+            // Closing a registered child cannot fail short of a broken registry; nothing
+            // more can be done for it here.
+        }
+    }
+    manifestRefs_.clear();
+    manifestPointers_.clear();
+    objStruct_.Manifest.cReference = 0;
+    objStruct_.Manifest.rgpReference = nullptr;
+}
+
+bool ObjContext::HoldsId(const wchar_t* id) const {
+    if (objStruct_.wszId != nullptr && std::wcscmp(objStruct_.wszId, id) == 0) return true;
+    for (const RefContext* ref : manifestRefs_) {
+        if (ref->Id() != nullptr && std::wcscmp(ref->Id(), id) == 0) return true;
+    }
+    return false;
+}
+
+void ObjContext::LoadReferences(DWORD flags) {
+    static const char* const kFunction = "ObjContext::LoadReferences";
+    if (xsecObj_ == nullptr) errors::Raise<hr::kObjectFaulted>(kFunction, "NULL == xsecObj_");
+    const xercesc::DOMElement* manifest = dsigDom::FirstChild(xsecObj_->getElement(), L"Manifest");
+    const auto elements = dsigDom::Children(manifest, L"Reference");
+    if (elements.empty()) return;
+    LoadManifestList(manifest);
+    if (manifestList_->getSize() != elements.size()) {
+        errors::Raise<hr::kObjectFaulted>(kFunction, "manifest references do not match their elements");
+    }
+
+    manifestRefs_.reserve(manifestList_->getSize());
+    manifestPointers_.reserve(manifestList_->getSize());
+    for (DSIGReferenceList::size_type i = 0; i < manifestList_->getSize(); ++i) {
+        auto ref = std::make_unique<RefContext>(this, manifestList_->item(i), elements[i], flags);
+        registry::AddContext(ref.get());
+        manifestPointers_.push_back(ref->GetReferenceStruct());
+        manifestRefs_.push_back(ref.release());
+    }
+    objStruct_.Manifest.cReference = static_cast<ULONG>(manifestPointers_.size());
+    objStruct_.Manifest.rgpReference = manifestPointers_.data();
+}
+
+void ObjContext::LoadManifestList(const xercesc::DOMElement* manifest) {
+    try {
+        manifestEnv_ = std::make_unique<XSECEnv>(manifest->getOwnerDocument());
+        manifestEnv_->setIdByAttributeName(true);
+        manifestList_.reset(DSIGReference::loadReferenceListFromXML(
+            manifestEnv_.get(), dsigDom::FirstChild(manifest, L"Reference")));
+    } catch (const XSECException& e) {
+        throw CryptXmlException(L"ObjContext::LoadReferences", e.getMsg());
+    }
+}
+
+void ObjContext::GetStatus(CRYPT_XML_STATUS* out) const {
+    BaseContext::GetStatus(out);
+    statusMerge::Merge(out, manifestRefs_, CRYPT_XML_STATUS_DIGEST_VALID, ~0u, "ObjContext::GetStatus");
+}
