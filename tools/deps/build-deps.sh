@@ -33,6 +33,9 @@ XSEC_PKG=xml-security-c
 XSEC_VERSION=3.0.0-2
 GTEST_SRC=/usr/src/googletest
 GTEST_PKG=googletest   # the Debian binary package that ships $GTEST_SRC
+# Test data only: the signed documents of xmlsec1's own test suites (its tests/ tree).
+XMLSEC1_PKG=xmlsec1
+XMLSEC1_VERSION=1.2.37-2
 
 "$DEPS_DIR/install-packages.sh"
 
@@ -54,6 +57,7 @@ GTEST_KEY=$(cache_key "${COMMON_FILES[@]}" "$ROOT/third_party/googletest" \
 XERCES_PREFIX="$TALVORAN_CACHE/xerces-c/$XERCES_VERSION-$XERCES_KEY"
 XSEC_PREFIX="$TALVORAN_CACHE/xml-security-c/$XSEC_VERSION-$XSEC_KEY"
 GTEST_PREFIX="$TALVORAN_CACHE/googletest/$GTEST_VERSION-$GTEST_KEY"
+XMLSEC1_TESTS_DIR="$TALVORAN_CACHE/xmlsec1-tests/$XMLSEC1_VERSION"
 
 # Scratch space, created only when something is built; removed on exit
 # unless TALVORAN_KEEP_SCRATCH=1.
@@ -104,10 +108,26 @@ ensure Xerces-C "$XERCES_VERSION" "$XERCES_PREFIX" build_xerces
 ensure xml-security-c "$XSEC_VERSION" "$XSEC_PREFIX" build_xsec
 ensure GoogleTest "$GTEST_VERSION" "$GTEST_PREFIX" build_gtest
 
+# Keeps only the tests/ tree of the xmlsec1 source package; moved into place in one
+# rename, so a half-fetched tree never looks cached.
+fetch_xmlsec1_tests() {
+    local dest=$1 tmp
+    tmp=$(mktemp -d "$(dirname "$dest")/.xmlsec1-tests.XXXXXX")
+    fetch_debian_source "$XMLSEC1_PKG" "$XMLSEC1_VERSION" "$tmp/src"
+    [ -d "$tmp/src/tests" ] || { rm -rf "$tmp"; die "$XMLSEC1_PKG $XMLSEC1_VERSION has no tests/ folder"; }
+    mv "$tmp/src/tests" "$tmp/tests"
+    rm -rf "$tmp/src"
+    finish_prefix "$tmp/tests" "$dest"
+    rmdir "$tmp"
+    log "xmlsec1 $XMLSEC1_VERSION: test documents in $dest"
+}
+ensure "xmlsec1 tests" "$XMLSEC1_VERSION" "$XMLSEC1_TESTS_DIR" fetch_xmlsec1_tests
+
 cat > "$BUILD_DIR/deps.cmake.new" <<CMAKE
 set(XERCES_PREFIX "$XERCES_PREFIX")
 set(XSEC_PREFIX "$XSEC_PREFIX")
 set(GTEST_PREFIX "$GTEST_PREFIX")
+set(XMLSEC1_TESTS_DIR "$XMLSEC1_TESTS_DIR")
 CMAKE
 # Rewritten only when a prefix changed, so that CMake does not configure again for nothing.
 if cmp -s "$BUILD_DIR/deps.cmake.new" "$BUILD_DIR/deps.cmake"; then

@@ -12,6 +12,7 @@ TALVORAN_PACKAGES="
   dpkg-dev xz-utils bzip2 patch
   googletest
   llvm-14
+  python3
   debian-archive-keyring ca-certificates
 "
 
