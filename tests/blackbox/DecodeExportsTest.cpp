@@ -715,3 +715,31 @@ TEST_F(Decode, SignatureWithoutReferencesIsNotUnresolved) {
     EXPECT_EQ(0u, status.dwErrorStatus);
     EXPECT_EQ(0u, status.dwInfoStatus);
 }
+
+TEST_F(Decode, CleanupClosesOpenDocumentsAndTheLibraryStartsAgain) {
+    std::vector<HCRYPTXML> handles;
+    std::vector<std::string> keep;  // the blobs must outlive their documents
+    for (int i = 0; i < 3; ++i) {
+        keep.push_back(Signatures(4));
+        CRYPT_XML_BLOB blob = {CRYPT_XML_CHARSET_AUTO, static_cast<ULONG>(keep.back().size()),
+                               reinterpret_cast<BYTE*>(&keep.back()[0])};
+        HCRYPTXML h = nullptr;
+        ASSERT_EQ(S_OK, dll().OpenToDecode(nullptr, 0, nullptr, 0, &blob, &h)) << Last();
+        handles.push_back(h);
+    }
+    HCRYPTXML child = nullptr;
+    {
+        const CRYPT_XML_DOC_CTXT* ctxt = nullptr;
+        ASSERT_EQ(S_OK, dll().GetDocContext(handles[0], &ctxt));
+        child = ctxt->rgpSignature[3]->hSignature;
+    }
+    dll().Cleanup();
+    EXPECT_EQ(ExpectedFrameLine(L"CloseAllContexts", L"contexts is not empty").substr(0, 23),
+              Last().substr(0, 23));  // the clean-up said so
+    CRYPT_XML_STATUS status;
+    for (HCRYPTXML h : handles) EXPECT_EQ(static_cast<HRESULT>(0x80092106L), dll().GetStatus(h, &status));
+    EXPECT_EQ(static_cast<HRESULT>(0x80092106L), dll().GetStatus(child, &status));
+    Doc again(Signatures(2));
+    EXPECT_EQ(S_OK, again.hr()) << Last();
+    EXPECT_EQ(2u, again.Ctxt()->cSignature);
+}

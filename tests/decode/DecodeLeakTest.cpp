@@ -18,10 +18,15 @@ using testing_support::Transform;
 
 namespace {
 
-std::vector<std::string> Corpus() {
-    std::vector<std::string> corpus;
+struct Sample {
+    std::string name;
+    std::string xml;
+};
+
+std::vector<Sample> Corpus() {
+    std::vector<Sample> corpus;
     SigParts plain;
-    corpus.push_back(Document(plain.Xml()));
+    corpus.push_back({"plain", Document(plain.Xml())});
     SigParts rich;
     rich.keyInfo = "<KeyInfo><KeyName>k</KeyName><KeyValue><RSAKeyValue><Modulus>AQID</Modulus><Exponent>AQAB"
                    "</Exponent></RSAKeyValue></KeyValue><X509Data><X509SubjectName>CN=S</X509SubjectName>"
@@ -30,23 +35,36 @@ std::vector<std::string> Corpus() {
     rich.references = SigParts::Reference("#obj1", Transform("http://www.w3.org/2000/09/xmldsig#base64") +
                                                        Transform("http://www.w3.org/TR/1999/REC-xpath-19991116",
                                                                  "<XPath>1</XPath>"));
-    corpus.push_back(Document(rich.Xml()));
+    corpus.push_back({"rich", Document(rich.Xml())});
     // Failing opens: a bad signature after a good one, too many signatures, broken XML.
     SigParts bad;
     bad.signatureMethod = "urn:unknown";
-    corpus.push_back(Document(rich.Xml() + bad.Xml()));
+    corpus.push_back({"bad second signature", Document(rich.Xml() + bad.Xml())});
     std::string seventeen;
     for (int i = 0; i < 17; ++i) seventeen += plain.Xml();
-    corpus.push_back(Document(seventeen));
-    corpus.push_back(Document(rich.Xml()).substr(0, 200));
+    corpus.push_back({"17 signatures", Document(seventeen)});
+    corpus.push_back({"truncated", Document(rich.Xml()).substr(0, 200)});
     SigParts duplicate;
     duplicate.objects = "<Object Id=\"d\"/><Object Id=\"d\"/>";
-    corpus.push_back(Document(rich.Xml() + duplicate.Xml()));
-    // The real documents shipped with the project's shared material, when present.
+    corpus.push_back({"duplicate object ids", Document(rich.Xml() + duplicate.Xml())});
+    // Every document of the xmlsec1 signature suites.
+    for (const char* suite : {"merlin-xmldsig-twenty-three", "aleksey-xmldsig-01", "phaos-xmldsig-three"}) {
+        const std::string dir = std::string(TALVORAN_XMLSEC1_TESTS) + "/" + suite + "/";
+        WIN32_FIND_DATAA found;
+        HANDLE search = FindFirstFileA((dir + "*.xml").c_str(), &found);
+        if (search == INVALID_HANDLE_VALUE) continue;
+        do {
+            std::ifstream in(dir + found.cFileName, std::ios::binary);
+            corpus.push_back({std::string(suite) + "/" + found.cFileName,
+                              std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>())});
+        } while (FindNextFileA(search, &found));
+        FindClose(search);
+    }
+    // The real documents shipped with the project's shared material.
     for (const char* name : {"gost-csp-made-Verify2001.xml", "gost-csp-made-Verify2012_256.xml",
                              "gost-csp-made-Verify2012_512.xml"}) {
         std::ifstream in(std::string(TALVORAN_SHARED_VECTORS) + "/" + name, std::ios::binary);
-        if (in) corpus.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        if (in) corpus.push_back({name, std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>())});
     }
     return corpus;
 }
@@ -76,22 +94,24 @@ void OpenReadClose(const std::string& xml) {
 }  // namespace
 
 TEST(DecodeLeaks, OpenReadCloseReleasesEverything) {
-    const std::vector<std::string> corpus = Corpus();
-    ASSERT_GE(corpus.size(), 6u);
+    const std::vector<Sample> corpus = Corpus();
+    ASSERT_GE(corpus.size(), 90u) << "the xmlsec1 suites were not found";
     lifecycle::ensureXmlStack();
-    for (const std::string& xml : corpus) OpenReadClose(xml);  // first-use caches settle here
+    for (const Sample& sample : corpus) OpenReadClose(sample.xml);  // first-use caches settle here
 
-    const long long baseline = testing_support::LiveBlocks();
+    constexpr int kRounds = 20;
     const long long before = testing_support::TotalBlocks();
-    for (int round = 0; round < 50; ++round) {
-        for (const std::string& xml : corpus) OpenReadClose(xml);
+    const long long baseline = testing_support::LiveBlocks();
+    for (const Sample& sample : corpus) {
+        const long long live = testing_support::LiveBlocks();
+        for (int round = 0; round < kRounds; ++round) OpenReadClose(sample.xml);
+        EXPECT_EQ(live, testing_support::LiveBlocks()) << sample.name << " leaks";
+        EXPECT_EQ(0u, registry::ContextCount()) << sample.name;
     }
     EXPECT_GT(testing_support::TotalBlocks() - before, 10000) << "the rounds allocated next to nothing";
-    EXPECT_EQ(baseline, testing_support::LiveBlocks());
-    EXPECT_EQ(0u, registry::ContextCount());
-    std::printf("decode leak check: %zu documents x 50 rounds, %lld allocations, live blocks %lld -> %lld, "
+    std::printf("decode leak check: %zu documents x %d rounds, %lld allocations, live blocks %lld -> %lld, "
                 "registered contexts %zu\n",
-                corpus.size(), testing_support::TotalBlocks() - before, baseline, testing_support::LiveBlocks(),
-                registry::ContextCount());
+                corpus.size(), kRounds, testing_support::TotalBlocks() - before, baseline,
+                testing_support::LiveBlocks(), registry::ContextCount());
     CryptXmlCleanup();
 }

@@ -9,7 +9,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 . "$here/env.sh" "$2"
 case "$1" in
   start)
-    wineserver -p
+    wineserver -p </dev/null >/dev/null 2>&1
     wine cmd.exe /c exit </dev/null >/dev/null 2>&1
     ;;
   stop) wineserver -k 2>/dev/null || true ;;
