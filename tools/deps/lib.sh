@@ -146,7 +146,8 @@ cache_key() {
     {
         for f in "${files[@]}"; do
             if [ -d "$f" ]; then
-                find "$f" -type f -print0 | LC_ALL=C sort -z | while IFS= read -r -d '' g; do
+                # Documentation does not change a build: README edits must not rebuild.
+                find "$f" -type f ! -name '*.md' -print0 | LC_ALL=C sort -z | while IFS= read -r -d '' g; do
                     printf 'file %s\n' "${g#"$f"/}"
                     sha256sum < "$g"
                 done
