@@ -1,10 +1,12 @@
-// GOST key values in KeyInfo, as our xml-security-c build decodes them (patch 0003): whole
-// Signature documents are parsed with Xerces and loaded with DSIGSignature::load().
+// GOST key values in KeyInfo, as our xml-security-c build reads them (patch 0003: whole
+// Signature documents parsed with Xerces and loaded with DSIGSignature::load()) and writes
+// them (patch 0006: appendGOSTKeyValue on a new signature).
 #include <gtest/gtest.h>
 
 #include <cwchar>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
@@ -19,6 +21,7 @@
 #include <xsec/framework/XSECProvider.hpp>
 
 #include "api/Lifecycle.hpp"
+#include "document/XmlBlob.hpp"
 
 namespace xc = XERCES_CPP_NAMESPACE;
 
@@ -352,3 +355,80 @@ TEST_F(GostKeyValue, MissingPublicKeyFailsAsExpectedChildNotFound) {
 }
 
 }  // namespace
+
+namespace {
+
+// A new signature in a fresh document, as a signing path makes one.
+struct NewSignature {
+    xc::XercesDOMParser parser;
+    XSECProvider provider;
+    DSIGSignature* sig = nullptr;
+    xc::DOMDocument* doc = nullptr;
+
+    NewSignature() {
+        static const char kRoot[] = "<root/>";
+        parser.setDoNamespaces(true);
+        xc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(kRoot), sizeof(kRoot) - 1, L"root");
+        parser.parse(source);
+        doc = parser.getDocument();
+        sig = provider.newSignature();
+        sig->setDSIGNSPrefix(L"ds");
+        sig->setPrettyPrint(false);
+        doc->getDocumentElement()->appendChild(
+            sig->createBlankSignature(doc, L"http://www.w3.org/TR/2001/REC-xml-c14n-20010315", kSigUrn));
+    }
+    ~NewSignature() { provider.releaseSignature(sig); }
+
+    std::string Serialised(const xc::DOMNode* node) const {
+        std::vector<BYTE> bytes;
+        xmlBlob::EncodeNode(node, false, CRYPT_XML_CHARSET_UTF8, bytes);
+        return std::string(bytes.begin(), bytes.end());
+    }
+};
+
+const wchar_t kKey[] = L"T0KSyp9hgwfN0OXmOrjqD4QtNQuY9VjsIGj7a9wb2zAbA6ysA5WNOqQkcpUGd8ljbRyPqhEAZ2rDb2BRjaJ0Dw==";
+
+}  // namespace
+
+TEST_F(GostKeyValue, WrittenInTheXmlDsigNamespaceForm) {
+    NewSignature fresh;
+    DSIGKeyInfoValue* value = fresh.sig->appendGOSTKeyValue(kKey, L"urn:oid:1.2.643.2.2.35.1",
+                                                            L"urn:oid:1.2.643.2.2.30.1", L"urn:oid:1.2.643.2.2.31.1");
+    ASSERT_NE(nullptr, value);
+    EXPECT_EQ(DSIGKeyInfo::KEYINFO_VALUE_GOST, value->getKeyInfoType());
+    EXPECT_EQ(DSIGKeyInfoValue::GOSTKEYVALUE_DSIG, value->getGostKeyValueForm());
+    EXPECT_EQ(std::wstring(kKey), Text(value->getGostPubKey()));
+    EXPECT_EQ(L"urn:oid:1.2.643.2.2.35.1", Text(value->getGostPubKeyParamSet()));
+    EXPECT_EQ(L"urn:oid:1.2.643.2.2.30.1", Text(value->getGostDigestParamSet()));
+    EXPECT_EQ(L"urn:oid:1.2.643.2.2.31.1", Text(value->getGostEncryptionParamSet()));
+    EXPECT_EQ("<ds:KeyValue xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\"><ds:GOSTKeyValue><ds:PublicKeyParameters>"
+              "<ds:publicKeyParamSet>urn:oid:1.2.643.2.2.35.1</ds:publicKeyParamSet><ds:digestParamSet>"
+              "urn:oid:1.2.643.2.2.30.1</ds:digestParamSet><ds:encryptionParamSet>urn:oid:1.2.643.2.2.31.1"
+              "</ds:encryptionParamSet></ds:PublicKeyParameters><ds:PublicKey>" +
+                  std::string(kKey, kKey + std::wcslen(kKey)) + "</ds:PublicKey></ds:GOSTKeyValue></ds:KeyValue>",
+              fresh.Serialised(value->getKeyInfoDOMNode()));
+}
+
+TEST_F(GostKeyValue, WrittenWithoutEncryptionParamSetAndReadBack) {
+    NewSignature fresh;
+    fresh.sig->appendKeyName(L"signer");
+    DSIGKeyInfoValue* value =
+        fresh.sig->appendGOSTKeyValue(kKey, L"urn:oid:1.2.643.2.2.35.1", L"urn:oid:1.2.643.2.2.30.1", nullptr);
+    EXPECT_EQ(nullptr, value->getGostEncryptionParamSet());
+    const std::string xml = fresh.Serialised(fresh.doc);
+    EXPECT_EQ(std::string::npos, xml.find("encryptionParamSet"));
+
+    // What was written is what a reader finds: the signature's KeyInfo, loaded again.
+    const std::string withValue = xml.substr(0, xml.find("</ds:SignedInfo>")) +
+                                  "</ds:SignedInfo><ds:SignatureValue>AAAA</ds:SignatureValue>" +
+                                  xml.substr(xml.find("<ds:KeyInfo>"));
+    auto loaded = Load(withValue.substr(withValue.find("<root")));
+    const DSIGKeyInfoList* list = loaded->sig->getKeyInfoList();
+    ASSERT_EQ(2u, list->getSize());
+    const auto* reread = static_cast<const DSIGKeyInfoValue*>(list->item(1));
+    EXPECT_EQ(DSIGKeyInfo::KEYINFO_VALUE_GOST, reread->getKeyInfoType());
+    EXPECT_EQ(std::wstring(kKey), Text(reread->getGostPubKey()));
+    EXPECT_EQ(L"urn:oid:1.2.643.2.2.35.1", Text(reread->getGostPubKeyParamSet()));
+    EXPECT_EQ(L"urn:oid:1.2.643.2.2.30.1", Text(reread->getGostDigestParamSet()));
+    EXPECT_EQ(nullptr, reread->getGostEncryptionParamSet());
+}
