@@ -27,3 +27,13 @@ add_library(dep::gtest_main STATIC IMPORTED GLOBAL)
 set_target_properties(dep::gtest_main PROPERTIES
   IMPORTED_LOCATION "${GTEST_PREFIX}/lib/libgtest_main.a"
   INTERFACE_LINK_LIBRARIES "dep::gtest")
+
+# Botan (GOST modules only), for the test provider in tools/softgost-csp. Optional: a build
+# directory whose deps.cmake predates it simply builds without that provider.
+if(BOTAN_PREFIX AND EXISTS "${BOTAN_PREFIX}/lib/libbotan-2.a")
+  add_library(dep::botan STATIC IMPORTED GLOBAL)
+  set_target_properties(dep::botan PROPERTIES
+    IMPORTED_LOCATION "${BOTAN_PREFIX}/lib/libbotan-2.a"
+    INTERFACE_INCLUDE_DIRECTORIES "${BOTAN_PREFIX}/include/botan-2"
+    INTERFACE_LINK_LIBRARIES "advapi32")
+endif()

@@ -36,6 +36,8 @@ GTEST_PKG=googletest   # the Debian binary package that ships $GTEST_SRC
 # Test data only: the signed documents of xmlsec1's own test suites (its tests/ tree).
 XMLSEC1_PKG=xmlsec1
 XMLSEC1_VERSION=1.2.37-2
+BOTAN_PKG=botan   # for tools/softgost-csp, the test GOST provider
+BOTAN_VERSION=2.19.3+dfsg-1+deb12u1
 
 "$DEPS_DIR/install-packages.sh"
 
@@ -51,13 +53,22 @@ XERCES_KEY=$(cache_key "${COMMON_FILES[@]}" "$ROOT/third_party/xerces-c" \
     -- "$XERCES_PKG=$XERCES_VERSION" "gcc=$CC_VERSION")
 XSEC_KEY=$(cache_key "${COMMON_FILES[@]}" "$ROOT/third_party/xml-security-c" \
     -- "$XSEC_PKG=$XSEC_VERSION" "xerces=$XERCES_KEY" "gcc=$CC_VERSION")
+BOTAN_KEY=$(cache_key "${COMMON_FILES[@]}" "$ROOT/third_party/botan" \
+    -- "$BOTAN_PKG=$BOTAN_VERSION" "gcc=$CC_VERSION")
 GTEST_KEY=$(cache_key "${COMMON_FILES[@]}" "$ROOT/third_party/googletest" \
     -- "$GTEST_PKG=$GTEST_VERSION" "gcc=$CC_VERSION")
 
 XERCES_PREFIX="$TALVORAN_CACHE/xerces-c/$XERCES_VERSION-$XERCES_KEY"
 XSEC_PREFIX="$TALVORAN_CACHE/xml-security-c/$XSEC_VERSION-$XSEC_KEY"
 GTEST_PREFIX="$TALVORAN_CACHE/googletest/$GTEST_VERSION-$GTEST_KEY"
+BOTAN_PREFIX="$TALVORAN_CACHE/botan/$BOTAN_VERSION-$BOTAN_KEY"
 XMLSEC1_TESTS_DIR="$TALVORAN_CACHE/xmlsec1-tests/$XMLSEC1_VERSION"
+# Test peer (tools/peers/): xmlsec1 with GOST, built natively for Linux from the same source.
+XMLSEC1_GOST_KEY=$(cache_key "$DEPS_DIR/lib.sh" "$ROOT/third_party/xmlsec1-gost" \
+    -- "$XMLSEC1_PKG=$XMLSEC1_VERSION" "gcc=$(gcc -dumpfullversion 2>/dev/null || echo unknown)" \
+       "libssl-dev=$(dpkg-query -W -f='${Version}' libssl-dev 2>/dev/null || echo unknown)")
+XMLSEC1_GOST_PREFIX="$TALVORAN_CACHE/xmlsec1-gost/$XMLSEC1_VERSION-$XMLSEC1_GOST_KEY"
+OPENSSL_GOST_CONF="$BUILD_DIR/peers/openssl-gost.cnf"
 
 # Scratch space, created only when something is built; removed on exit
 # unless TALVORAN_KEEP_SCRATCH=1.
@@ -78,7 +89,7 @@ cleanup() {
 }
 trap cleanup EXIT
 
-for recipe in xerces-c xml-security-c googletest; do
+for recipe in xerces-c xml-security-c googletest botan; do
     # shellcheck source=/dev/null
     . "$ROOT/third_party/$recipe/build.sh"
 done
@@ -107,6 +118,7 @@ ensure() {
 ensure Xerces-C "$XERCES_VERSION" "$XERCES_PREFIX" build_xerces
 ensure xml-security-c "$XSEC_VERSION" "$XSEC_PREFIX" build_xsec
 ensure GoogleTest "$GTEST_VERSION" "$GTEST_PREFIX" build_gtest
+ensure Botan "$BOTAN_VERSION" "$BOTAN_PREFIX" build_botan
 
 # Keeps only the tests/ tree of the xmlsec1 source package; moved into place in one
 # rename, so a half-fetched tree never looks cached.
@@ -123,11 +135,21 @@ fetch_xmlsec1_tests() {
 }
 ensure "xmlsec1 tests" "$XMLSEC1_VERSION" "$XMLSEC1_TESTS_DIR" fetch_xmlsec1_tests
 
+# Test peers (tools/peers/): the GOST xmlsec1 and the private OpenSSL configuration
+# that loads the GOST engine for them.
+# shellcheck source=/dev/null
+. "$ROOT/third_party/xmlsec1-gost/build.sh"
+ensure "xmlsec1 with GOST" "$XMLSEC1_VERSION" "$XMLSEC1_GOST_PREFIX" build_xmlsec1_gost
+"$ROOT/tools/peers/gen-openssl-conf.sh" "$OPENSSL_GOST_CONF"
+
 cat > "$BUILD_DIR/deps.cmake.new" <<CMAKE
 set(XERCES_PREFIX "$XERCES_PREFIX")
 set(XSEC_PREFIX "$XSEC_PREFIX")
 set(GTEST_PREFIX "$GTEST_PREFIX")
+set(BOTAN_PREFIX "$BOTAN_PREFIX")
 set(XMLSEC1_TESTS_DIR "$XMLSEC1_TESTS_DIR")
+set(XMLSEC1_GOST_PREFIX "$XMLSEC1_GOST_PREFIX")
+set(OPENSSL_GOST_CONF "$OPENSSL_GOST_CONF")
 CMAKE
 # Rewritten only when a prefix changed, so that CMake does not configure again for nothing.
 if cmp -s "$BUILD_DIR/deps.cmake.new" "$BUILD_DIR/deps.cmake"; then

@@ -13,6 +13,8 @@ TALVORAN_PACKAGES="
   googletest
   llvm-14
   python3
+  openssl libengine-gost-openssl
+  xmlsec1 gcc pkg-config libxml2-dev libxslt1-dev libssl-dev
   debian-archive-keyring ca-certificates
 "
 

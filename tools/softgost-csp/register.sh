@@ -1,0 +1,78 @@
+#!/usr/bin/env bash
+# Registers the Talvoran Soft GOST CSP (a TEST provider) in a Wine prefix:
+#
+#   tools/softgost-csp/register.sh PREFIX [--type2-keyset-missing] [--dll PATH]
+#
+# Writes, through one `wine reg import` of a generated .reg file:
+#   HKLM\Software\Microsoft\Cryptography\Defaults\Provider Types\Type 075  Name, TypeName
+#   HKLM\Software\Microsoft\Cryptography\Defaults\Provider\Talvoran Soft GOST CSP
+#        Image Path (REG_SZ, the DLL's Windows path), Type (DWORD 75)
+#   HKLM\Software\Microsoft\Cryptography\OID\EncodingType 1\CryptDllImportPublicKeyInfoEx\1.2.643.2.2.19
+#        Dll, FuncName (crypt32's public-key import handler for GOST R 34.10-2001 keys)
+# With --type2-keyset-missing also provider type 2 ("Type 002") whose Name has no provider
+# key, so that CryptAcquireContext(type 2) answers NTE_KEYSET_NOT_DEF (0x80090019).
+# The DLL defaults to PREFIX/../bin/softgost-csp.dll. Idempotent: a stamp in the prefix
+# records what was registered; a second call with the same arguments returns at once.
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+wine_tools=$(cd "$here/../wine" && pwd)
+
+usage() { echo "usage: $0 PREFIX [--type2-keyset-missing] [--dll PATH]" >&2; exit 2; }
+[ $# -ge 1 ] || usage
+prefix=$(realpath -m "$1"); shift
+type2=0
+dll=
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --type2-keyset-missing) type2=1 ;;
+    --dll) [ $# -ge 2 ] || usage; dll=$2; shift ;;
+    *) usage ;;
+  esac
+  shift
+done
+[ -n "$dll" ] || dll="$(dirname "$prefix")/bin/softgost-csp.dll"
+dll=$(realpath -m "$dll")
+[ -f "$dll" ] || { echo "register.sh: $dll not found (build the softgost-csp target first)" >&2; exit 1; }
+
+name="Talvoran Soft GOST CSP"
+missing_name="Talvoran Absent GOST Provider"
+# Wine maps drive Z: to the Unix root.
+winpath="Z:$(printf '%s' "$dll" | sed 's|/|\\\\|g')"
+base='HKEY_LOCAL_MACHINE\Software\Microsoft\Cryptography'
+
+reg=$(mktemp "${TMPDIR:-/tmp}/softgost-reg.XXXXXX")
+trap 'rm -f "$reg" "$reg.query"' EXIT
+{
+  printf 'Windows Registry Editor Version 5.00\r\n\r\n'
+  printf '[%s\\Defaults\\Provider Types\\Type 075]\r\n"Name"="%s"\r\n"TypeName"="GOST R 34.10-2001 Signature with Diffie-Hellman Key Exchange"\r\n\r\n' "$base" "$name"
+  printf '[%s\\Defaults\\Provider\\%s]\r\n"Image Path"="%s"\r\n"Type"=dword:0000004b\r\n"SigInFile"=dword:00000000\r\n\r\n' "$base" "$name" "$winpath"
+  printf '[%s\\OID\\EncodingType 1\\CryptDllImportPublicKeyInfoEx\\1.2.643.2.2.19]\r\n"Dll"="%s"\r\n"FuncName"="CryptDllImportPublicKeyInfoEx"\r\n\r\n' "$base" "$winpath"
+  if [ "$type2" = 1 ]; then
+    printf '[%s\\Defaults\\Provider Types\\Type 002]\r\n"Name"="%s"\r\n"TypeName"="GOST (legacy type 2)"\r\n\r\n' "$base" "$missing_name"
+    printf '[-%s\\Defaults\\Provider\\%s]\r\n\r\n' "$base" "$missing_name"
+  fi
+} > "$reg"
+
+stamp="$prefix/.softgost-csp-registered"
+want=$(sha256sum < "$reg" | cut -c1-64)
+if [ -f "$stamp" ] && [ "$(cat "$stamp")" = "$want" ]; then
+  exit 0
+fi
+
+"$wine_tools/ensure-prefix.sh" "$prefix"
+. "$wine_tools/env.sh" "$prefix"
+# Output detached: Wine services started here must not hold the caller's pipes open.
+if ! wine reg import "$(printf 'Z:%s' "$reg" | sed 's|/|\\|g')" </dev/null >/dev/null 2>&1; then
+  echo "register.sh: wine reg import failed in $prefix" >&2
+  exit 1
+fi
+# Check that the provider key is there before recording success.
+wine reg query "HKLM\\Software\\Microsoft\\Cryptography\\Defaults\\Provider\\$name" /v "Image Path" \
+    </dev/null >"$reg.query" 2>/dev/null || true
+if ! grep -qF "softgost-csp.dll" "$reg.query"; then
+  echo "register.sh: provider key missing after import in $prefix" >&2
+  exit 1
+fi
+printf '%s\n' "$want" > "$stamp"
+extra=; [ "$type2" = 1 ] && extra=" (and provider type 2 with its provider key missing)"
+echo "register.sh: registered $name in $prefix$extra"
