@@ -1,6 +1,7 @@
 #include "api/Lifecycle.hpp"
 
 #include <cstdlib>
+#include <memory>
 #include <mutex>
 
 #include <xercesc/util/PlatformUtils.hpp>
@@ -8,6 +9,8 @@
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
 #include "api/ContextRegistry.hpp"
+#include "crypto/GostAlgorithmHandler.hpp"
+#include "crypto/WinCAPICryptoProvider.hpp"
 
 namespace lifecycle {
 namespace {
@@ -30,7 +33,10 @@ void ensureXmlStack() {
             XERCES_CPP_NAMESPACE::XMLUni::fgXercescDefaultLocale, nullptr, nullptr, nullptr);
     }
     if (!XsecRunning()) {
-        XSECPlatformUtils::Initialise(nullptr);
+        // xml-security-c owns the provider from here and deletes it in Terminate.
+        auto provider = std::make_unique<WinCAPICryptoProvider>();
+        XSECPlatformUtils::Initialise(provider.release());
+        gostAlgorithms::Register();  // Terminate forgets handlers: register on every start
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
-// Start and stop of the XML stack (Xerces-C, then xml-security-c) and the process-wide
+// Start and stop of the XML stack (Xerces-C, then xml-security-c with our CryptoAPI crypto
+// provider and the GOST algorithms) and the process-wide
 // state read at load. The stack starts lazily on the first call that works on a document
 // or handle and stops only in CryptXmlCleanup.
 namespace lifecycle {

@@ -1,0 +1,45 @@
+#pragma once
+// Makes the GOST R 34.11-94 digest and GOST R 34.10-2001 signature URIs of both families
+// (the cpxmlsec URNs and the xmldsig-more URIs) known to xml-security-c: digests through
+// the crypto provider's hash type 7, signatures through WinCAPICryptoKeyGOST.
+#include <xsec/framework/XSECAlgorithmHandler.hpp>
+
+class TXFMChain;
+class WinCAPICryptoKeyGOST;
+class XSECCryptoKey;
+
+namespace gostAlgorithms {
+
+// Registers the handler for the four URIs. Call after XSECPlatformUtils::Initialise, each
+// time the XML stack starts: Terminate forgets registered handlers.
+void Register();
+
+bool IsGostDigestUri(const XMLCh* uri) noexcept;
+bool IsGostSignatureUri(const XMLCh* uri) noexcept;
+
+// Shared by the handler's operations.
+[[noreturn]] void Refuse(const char* what);
+const WinCAPICryptoKeyGOST& GostKey(const XSECCryptoKey* key);
+void AppendGostHash(TXFMChain* chain);
+unsigned int ReadDigest(TXFMChain* chain, unsigned char (&hash)[64]);
+
+}  // namespace gostAlgorithms
+
+class GostAlgorithmHandler : public XSECAlgorithmHandler {
+public:
+    bool encryptToSafeBuffer(TXFMChain*, XENCEncryptionMethod*, const XSECCryptoKey*,
+                             XERCES_CPP_NAMESPACE_QUALIFIER DOMDocument*, safeBuffer&) const override;
+    unsigned int decryptToSafeBuffer(TXFMChain*, XENCEncryptionMethod*, const XSECCryptoKey*,
+                                     XERCES_CPP_NAMESPACE_QUALIFIER DOMDocument*, safeBuffer&) const override;
+    bool appendDecryptCipherTXFM(TXFMChain*, XENCEncryptionMethod*, const XSECCryptoKey*,
+                                 XERCES_CPP_NAMESPACE_QUALIFIER DOMDocument*) const override;
+    unsigned int signToSafeBuffer(TXFMChain* inputBytes, const XMLCh* uri, const XSECCryptoKey* key,
+                                  unsigned int outputLength, safeBuffer& result) const override;
+    bool verifyBase64Signature(TXFMChain* inputBytes, const XMLCh* uri, const char* sig, unsigned int outputLength,
+                               const XSECCryptoKey* key) const override;
+    bool appendSignatureHashTxfm(TXFMChain* inputBytes, const XMLCh* uri, const XSECCryptoKey* key) const override;
+    bool appendHashTxfm(TXFMChain* inputBytes, const XMLCh* uri) const override;
+    XSECCryptoKey* createKeyForURI(const XMLCh* uri, const unsigned char* keyBuffer,
+                                   unsigned int keyLen) const override;
+    XSECAlgorithmHandler* clone() const override;
+};
