@@ -1,6 +1,6 @@
 #pragma once
 // Where a key object's CryptoAPI key lives, in the three forms the key classes take: the key
-// pair of a container (provider + key spec, opened on first use with CryptGetUserKey), a
+// pair of a container (provider + dwKeySpec, opened on first use with CryptGetUserKey), a
 // duplicate of a given key handle, or nothing yet (a key imported later). The provider
 // context is shared (CryptContextAddRef) for the slot's lifetime.
 #include "crypto/CapiHandles.hpp"

@@ -213,8 +213,10 @@ TEST_F(Registry, ConcurrentRegisterLockCloseLosesNothing) {
                     registry::LockedContext<BaseContext> b(child);
                     if (!registry::ContextExists(doc) || !registry::ContextHaveOwner(child)) ++failures;
                 }
+                // (Whether `child` is still registered afterwards cannot be asked here: another
+                // thread may register a new context at the freed address. The counts below
+                // show that every close happened.)
                 registry::CloseContext(child);
-                if (registry::ContextExists(child)) ++failures;
                 if (i % 2 == 0) registry::CloseContext(doc);  // the rest closes all at once below
             }
         });

@@ -422,8 +422,8 @@ def main():
     digests, signatures = read_catalog(args.catalog)
 
     candidates = []
-    for spec in args.suites:
-        suite, folder = spec.split("=", 1)
+    for item in args.suites:
+        suite, folder = item.split("=", 1)
         for dirpath, dirnames, filenames in os.walk(folder):
             dirnames.sort()
             for f in sorted(filenames):
@@ -433,8 +433,8 @@ def main():
                 path = os.path.join(dirpath, f)
                 rel = os.path.relpath(path, folder).replace(os.sep, "/")
                 candidates.append(("%s/%s" % (suite, rel), path))
-    for spec in args.file:
-        name, path = spec.split("=", 1)
+    for item in args.file:
+        name, path = item.split("=", 1)
         candidates.append((name, path))
 
     out, counts = [], {}

@@ -48,7 +48,7 @@ struct Prov {
     std::string container;  // empty for CRYPT_VERIFYCONTEXT
     bool verifyOnly = false;
     bool machine = false;
-    std::unique_ptr<Key> ephemeral[3];  // keys generated in a verify context, by key spec
+    std::unique_ptr<Key> ephemeral[3];  // keys generated in a verify context, by dwKeySpec
     size_t enumAlg = 0;
     std::vector<std::string> containers;
     size_t enumContainer = 0;
@@ -108,7 +108,7 @@ BOOL outputString(const std::string& s, BYTE* pb, DWORD* pcb) {
 // --- container storage: HKCU (or HKLM for CRYPT_MACHINE_KEYSET)\Software\Talvoran\SoftGostCSP\Containers\<name>
 HKEY storeHive(bool machine) { return machine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER; }
 std::string storePath(const std::string& name) { return std::string(kStoreRoot) + "\\" + name; }
-const char* specValue(DWORD spec) { return spec == AT_KEYEXCHANGE ? "Exchange" : "Signature"; }
+const char* keySpecValue(DWORD keySpec) { return keySpec == AT_KEYEXCHANGE ? "Exchange" : "Signature"; }
 
 bool containerExists(bool machine, const std::string& name) {
     HKEY k;
@@ -131,24 +131,24 @@ bool containerDelete(bool machine, const std::string& name) {
 }
 
 // Stored value: version byte 1, curve index byte, 32-byte private key (big-endian), unprotected.
-bool storeKey(const Prov& p, DWORD spec, const KeyMaterial& k) {
+bool storeKey(const Prov& p, DWORD keySpec, const KeyMaterial& k) {
     HKEY key;
     if (RegOpenKeyExA(storeHive(p.machine), storePath(p.container).c_str(), 0, KEY_WRITE, &key) != ERROR_SUCCESS)
         return false;
     Bytes v{1, static_cast<uint8_t>(k.curve)};
     v.insert(v.end(), k.priv.begin(), k.priv.end());
-    LONG rc = RegSetValueExA(key, specValue(spec), 0, REG_BINARY, v.data(), static_cast<DWORD>(v.size()));
+    LONG rc = RegSetValueExA(key, keySpecValue(keySpec), 0, REG_BINARY, v.data(), static_cast<DWORD>(v.size()));
     RegCloseKey(key);
     return rc == ERROR_SUCCESS;
 }
 
-bool loadKey(const Prov& p, DWORD spec, KeyMaterial& out) {
+bool loadKey(const Prov& p, DWORD keySpec, KeyMaterial& out) {
     HKEY key;
     if (RegOpenKeyExA(storeHive(p.machine), storePath(p.container).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
         return false;
     BYTE buf[64];
     DWORD type = 0, len = sizeof buf;
-    LONG rc = RegQueryValueExA(key, specValue(spec), nullptr, &type, buf, &len);
+    LONG rc = RegQueryValueExA(key, keySpecValue(keySpec), nullptr, &type, buf, &len);
     RegCloseKey(key);
     if (rc != ERROR_SUCCESS || type != REG_BINARY || len != 34 || buf[0] != 1 || buf[1] >= softgost::CurveCount)
         return false;
@@ -171,14 +171,14 @@ std::vector<std::string> listContainers(bool machine) {
     return names;
 }
 
-// The container key of one spec: the one generated in this context, else the stored one.
-std::unique_ptr<Key> userKey(const Prov& p, DWORD spec) {
-    if (spec != AT_SIGNATURE && spec != AT_KEYEXCHANGE) return nullptr;
-    if (p.ephemeral[spec]) return std::make_unique<Key>(*p.ephemeral[spec]);
+// The container key of one keySpec: the one generated in this context, else the stored one.
+std::unique_ptr<Key> userKey(const Prov& p, DWORD keySpec) {
+    if (keySpec != AT_SIGNATURE && keySpec != AT_KEYEXCHANGE) return nullptr;
+    if (p.ephemeral[keySpec]) return std::make_unique<Key>(*p.ephemeral[keySpec]);
     if (p.verifyOnly) return nullptr;
     auto k = std::make_unique<Key>();
-    if (!loadKey(p, spec, k->mat)) return nullptr;
-    k->alg = spec == AT_KEYEXCHANGE ? CALG_DH_EL_SF : CALG_GR3410EL;
+    if (!loadKey(p, keySpec, k->mat)) return nullptr;
+    k->alg = keySpec == AT_KEYEXCHANGE ? CALG_DH_EL_SF : CALG_GR3410EL;
     k->paramOid = softgost::curveOidDer(k->mat.curve);
     return k;
 }
@@ -329,11 +329,11 @@ BOOL WINAPI CPGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD, HCRYPTKEY* phKey) {
     Prov* p = lookup<Prov>(hProv, kProvMagic);
     if (!p) return fail(NTE_BAD_UID);
     if (!phKey) return fail(ERROR_INVALID_PARAMETER);
-    DWORD spec;
+    DWORD keySpec;
     ALG_ID alg;
     switch (Algid) {
-    case AT_SIGNATURE: case CALG_GR3410EL: spec = AT_SIGNATURE; alg = CALG_GR3410EL; break;
-    case AT_KEYEXCHANGE: case CALG_DH_EL_SF: spec = AT_KEYEXCHANGE; alg = CALG_DH_EL_SF; break;
+    case AT_SIGNATURE: case CALG_GR3410EL: keySpec = AT_SIGNATURE; alg = CALG_GR3410EL; break;
+    case AT_KEYEXCHANGE: case CALG_DH_EL_SF: keySpec = AT_KEYEXCHANGE; alg = CALG_DH_EL_SF; break;
     default: return fail(NTE_BAD_ALGID);
     }
     auto k = std::make_unique<Key>();
@@ -341,8 +341,8 @@ BOOL WINAPI CPGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD, HCRYPTKEY* phKey) {
     k->mat = softgost::generateKey(softgost::CurveA);
     k->paramOid = softgost::curveOidDer(softgost::CurveA);
     if (p->verifyOnly) {
-        p->ephemeral[spec] = std::make_unique<Key>(*k);
-    } else if (!storeKey(*p, spec, k->mat)) {
+        p->ephemeral[keySpec] = std::make_unique<Key>(*k);
+    } else if (!storeKey(*p, keySpec, k->mat)) {
         return fail(NTE_FAIL);
     }
     *phKey = publish(std::move(k));

@@ -85,15 +85,15 @@ DWORD verifyHashValue(HCRYPTPROV prov, HCRYPTKEY key, const Bytes& hashValue, co
     return 0;
 }
 
-Bytes signHashValue(HCRYPTPROV prov, DWORD spec, const Bytes& hashValue) {
+Bytes signHashValue(HCRYPTPROV prov, DWORD keySpec, const Bytes& hashValue) {
     Hash hh;
     EXPECT_TRUE(CryptCreateHash(prov, kGr3411, 0, 0, &hh.h));
     EXPECT_TRUE(CryptSetHashParam(hh.h, HP_HASHVAL, hashValue.data(), 0)) << std::hex << GetLastError();
     DWORD len = 0;
-    EXPECT_TRUE(CryptSignHashW(hh.h, spec, nullptr, 0, nullptr, &len)) << std::hex << GetLastError();
+    EXPECT_TRUE(CryptSignHashW(hh.h, keySpec, nullptr, 0, nullptr, &len)) << std::hex << GetLastError();
     EXPECT_EQ(len, 64u);
     Bytes sig(len);
-    EXPECT_TRUE(CryptSignHashW(hh.h, spec, nullptr, 0, sig.data(), &len)) << std::hex << GetLastError();
+    EXPECT_TRUE(CryptSignHashW(hh.h, keySpec, nullptr, 0, sig.data(), &len)) << std::hex << GetLastError();
     sig.resize(len);
     return sig;
 }
