@@ -1,6 +1,7 @@
 // The GOST PUBLICKEYBLOB and the forms of a GOST public key in XML, byte for byte.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "crypto/GostPublicKeyBlob.hpp"
@@ -84,8 +85,10 @@ TEST(GostPublicKeyBlob, RejectsWhatIsNotSuchABlob) {
 TEST(GostPublicKeyBlob, RawKeyOfEveryXmlForm) {
     const Bytes raw = KeyBytes();
     EXPECT_EQ(raw, gostBlob::RawKey(raw));
-    Bytes octets = {0x04, 0x40};
-    octets.insert(octets.end(), raw.begin(), raw.end());
+    Bytes octets(2 + raw.size());
+    octets[0] = 0x04;  // OCTET STRING of 64 bytes
+    octets[1] = 0x40;
+    std::copy(raw.begin(), raw.end(), octets.begin() + 2);
     EXPECT_EQ(raw, gostBlob::RawKey(octets));
     // SubjectPublicKeyInfo { { 1.2.643.2.2.19, { A set, CryptoPro digest } }, BIT STRING { OCTET STRING key } }
     Bytes spki = Hex("306330" "1c" "06062a8503020213" "3012" "06072a85030202230106072a850302021e01" "034300");
