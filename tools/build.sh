@@ -5,6 +5,7 @@
 # Missing Debian packages, the dependency builds (cached outside the work tree) and the
 # Wine prefix are set up on the way; what is already there is reused.
 set -euo pipefail
+export HOME="${HOME:-/root}"  # the dependency cache lives under it; CI may not set it
 root=$(cd "$(dirname "$0")/.." && pwd)
 build="${TALVORAN_BUILD_DIR:-$root/build}"
 what="${1:-}"
