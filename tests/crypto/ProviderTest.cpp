@@ -14,6 +14,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <cstdlib>
 #include <memory>
 
 using namespace testing_crypto;
@@ -29,15 +30,13 @@ const char kGostCertB64[] =
     "V6rDs6GsYbj/lFKgMAgGBiqFAwICAwNBAAwv9awAZzVilC7m29cP3ivFy8j4x31CsWfsyc3J/ZdJEEYZyVMHUvR+ym9/B1OD"
     "s/AF8tQ0nQgVQU5dOCHq4EQ=";
 
-bool GostProviderPresent() {
-    for (DWORD type : {75u, 2u}) {
-        HCRYPTPROV prov = 0;
-        if (CryptAcquireContextW(&prov, nullptr, nullptr, type, CRYPT_VERIFYCONTEXT)) {
-            CryptReleaseContext(prov, 0);
-            return true;
-        }
-    }
-    return false;
+// Whether this run's prefix has a GOST provider registered: ctest says so (the entry in
+// the main prefix registers the software provider first; another runs in a prefix without
+// one), so that each case is checked for certain rather than skipped.
+bool ExpectGost() {
+    const char* expect = std::getenv("TALVORAN_EXPECT_GOST");
+    if (expect == nullptr) ADD_FAILURE() << "TALVORAN_EXPECT_GOST is not set by the test run";
+    return expect != nullptr && expect[0] == '1';
 }
 
 // A certificate of xmlsec1's test tree (path below it), as Base64.
@@ -64,7 +63,7 @@ TEST(CapiProviderTest, HashSupportFollowsTheProviders) {
     EXPECT_FALSE(p.algorithmSupported(XSECCryptoHash::HASH_SHA224));
     EXPECT_FALSE(p.algorithmSupported(XSECCryptoHash::HASH_NONE));
     EXPECT_FALSE(p.algorithmSupported(static_cast<XSECCryptoHash::HashType>(8)));
-    EXPECT_EQ(GostProviderPresent(), p.algorithmSupported(crypto::kHashGost3411));
+    EXPECT_EQ(ExpectGost(), p.algorithmSupported(crypto::kHashGost3411));
     EXPECT_FALSE(p.algorithmSupported(XSECCryptoSymmetricKey::KEY_AES_128));
 }
 
@@ -74,26 +73,24 @@ TEST(CapiProviderTest, SignatureFamiliesFollowTheProviders) {
     EXPECT_TRUE(families.signatureFamilySupported(1));
     EXPECT_TRUE(families.signatureFamilySupported(2));
     EXPECT_TRUE(families.signatureFamilySupported(3));
-    EXPECT_EQ(GostProviderPresent(), families.signatureFamilySupported(5));
+    EXPECT_EQ(ExpectGost(), families.signatureFamilySupported(5));
     EXPECT_FALSE(families.signatureFamilySupported(0));
     EXPECT_FALSE(families.signatureFamilySupported(4));
     EXPECT_FALSE(families.signatureFamilySupported(6));
 }
 
-TEST(CapiProviderTest, WithoutGostProviderGostIsUnsupported) {
-    if (GostProviderPresent()) GTEST_SKIP() << "a GOST provider is registered in this prefix";
+TEST(CapiProviderTest, GostSupportFollowsTheRegisteredProviders) {
     WinCAPICryptoProvider p;
-    EXPECT_FALSE(p.algorithmSupported(crypto::kHashGost3411));
-    EXPECT_FALSE(p.signatureFamilySupported(5));
-    EXPECT_EQ(0u, p.getProviderGOST());
-    EXPECT_THROW(std::unique_ptr<XSECCryptoHash>(p.hash(crypto::kHashGost3411)), XSECCryptoException);
-}
-
-TEST(CapiProviderTest, GostHashWithARegisteredGostProvider) {
-    if (!GostProviderPresent()) GTEST_SKIP() << "no GOST provider is registered in this prefix";
-    WinCAPICryptoProvider p;
+    if (!ExpectGost()) {
+        EXPECT_FALSE(p.algorithmSupported(crypto::kHashGost3411));
+        EXPECT_FALSE(p.signatureFamilySupported(5));
+        EXPECT_EQ(0u, p.getProviderGOST());
+        EXPECT_THROW(std::unique_ptr<XSECCryptoHash>(p.hash(crypto::kHashGost3411)), XSECCryptoException);
+        return;
+    }
     EXPECT_TRUE(p.algorithmSupported(crypto::kHashGost3411));
     EXPECT_TRUE(p.signatureFamilySupported(5));
+    EXPECT_NE(0u, p.getProviderGOST());
     std::unique_ptr<XSECCryptoHash> h(p.hash(crypto::kHashGost3411));
     unsigned char abc[] = "abc";
     h->hash(abc, 3);
