@@ -743,3 +743,23 @@ TEST_F(Decode, CleanupClosesOpenDocumentsAndTheLibraryStartsAgain) {
     EXPECT_EQ(S_OK, again.hr()) << Last();
     EXPECT_EQ(2u, again.Ctxt()->cSignature);
 }
+
+TEST_F(Decode, ManifestReferenceWithoutItsObjectIsTracedAndStillOpens) {
+    // The reference names the Manifest element itself, which xml-security-c accepts; no
+    // Object carries that Id, so no pointee object is linked.
+    SigParts parts;
+    parts.references = SigParts::Reference("#m", "", " Type=\"http://www.w3.org/2000/09/xmldsig#Manifest\"");
+    parts.objects = "<Object Id=\"obj\"><Manifest Id=\"m\">" + SigParts::Reference("urn:x") + "</Manifest></Object>";
+    Doc doc(Document(parts.Xml()));
+    ASSERT_EQ(S_OK, doc.hr()) << Last();
+    EXPECT_EQ(testing_support::ExpectedLine(L"RefContext::RefContext. pointee object could not be found."), Last());
+    EXPECT_EQ(1u, doc.Sig()->SignedInfo.cReference);
+
+    // Named through its Object, the same reference finds it and traces nothing.
+    parts.references = SigParts::Reference("#obj", "", " Type=\"http://www.w3.org/2000/09/xmldsig#Manifest\"");
+    dll().FindAlgorithmInfo(1, nullptr, 1, 0);  // a known last line
+    const std::wstring before = Last();
+    Doc found(Document(parts.Xml()));
+    ASSERT_EQ(S_OK, found.hr()) << Last();
+    EXPECT_EQ(before, Last());
+}
