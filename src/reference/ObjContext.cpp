@@ -103,6 +103,8 @@ void ObjContext::LoadManifestList(const xercesc::DOMElement* manifest) {
     try {
         manifestEnv_ = std::make_unique<XSECEnv>(manifest->getOwnerDocument());
         manifestEnv_->setIdByAttributeName(true);
+        // Manifest references to outside data are digested from what the caller fed them.
+        manifestEnv_->setURIResolver(parentSigContext_->GetUriResolver());
         manifestList_.reset(DSIGReference::loadReferenceListFromXML(
             manifestEnv_.get(), dsigDom::FirstChild(manifest, L"Reference")));
     } catch (const XSECException& e) {

@@ -15,6 +15,7 @@
 #include "document/Base64.hpp"
 #include "document/DsigDom.hpp"
 #include "document/XmlBlob.hpp"
+#include "reference/ObjContext.hpp"
 #include "signature/SigContext.hpp"
 
 namespace {
@@ -65,6 +66,17 @@ void RefContext::InitNewReference(DSIGReference* xsecRef, const xercesc::DOMElem
     refStructWrap_.SetType(dsigDom::Attribute(refElement, L"Type"));
     LoadDigestValue(refElement);
     LoadTransforms(refElement);
+    MarkInternal();
+}
+
+// Same-document references are digested with their signature; the status says which
+// ones they are, so that a caller does not try to feed them.
+void RefContext::MarkInternal() {
+    const wchar_t* uri = refStructWrap_.Get()->wszUri;
+    if (uri == nullptr || (*uri != L'\0' && *uri != L'#')) return;
+    CRYPT_XML_STATUS status = Status();
+    status.dwInfoStatus |= CRYPT_XML_STATUS_INTERNAL_REFERENCE;
+    SetStatus(status);
 }
 
 // xml-security-c's readHash needs a crypto provider for its Base64 step; the DigestValue
@@ -113,6 +125,42 @@ void RefContext::LinkPointee() {
     if (ref->wszUri == nullptr) errors::Raise<hr::kObjectFaulted>(kConstructor, "NULL == refStructWrap_.wszUri");
     pointeeObjContext_ = parentSigContext_->FindObjContextByRefURI(ref->wszUri);
     if (pointeeObjContext_ == nullptr) trace::traceA(kConstructor, "pointee object could not be found.");
+}
+
+bool RefContext::VerifyHash() {
+    if (xsecRef_ == nullptr) errors::Raise<hr::kInvalidOperation>("RefContext::VerifyHash", "NULL == xsecRef_");
+    CRYPT_XML_STATUS status = Status();
+    const bool valid = xsecRef_->checkHash();
+    if (valid) {
+        status.dwErrorStatus = 0;
+        status.dwInfoStatus |= CRYPT_XML_STATUS_DIGEST_VALID;
+    } else {
+        // A digest that was good before (the data fed again since) is no longer.
+        status.dwErrorStatus = CRYPT_XML_STATUS_ERROR_DIGEST_INVALID;
+        status.dwInfoStatus &= ~static_cast<DWORD>(CRYPT_XML_STATUS_DIGEST_VALID);
+    }
+    SetStatus(status);
+    return valid;
+}
+
+bool RefContext::HashSizeSatisfySizeLimit() const {
+    if (xsecRef_ == nullptr) {
+        errors::Raise<hr::kObjectFaulted>("RefContext::HashSizeSatisfySizeLimit", "NULL == xsecRef_");
+    }
+    constexpr unsigned int kBound = 128;  // CRYPT_XML_DIGEST_VALUE_MAX
+    XMLByte digest[kBound + 1];
+    try {
+        return xsecRef_->readHash(digest, kBound + 1) <= kBound;
+    } catch (...) {
+        // What cannot be read here is refused later, where it is used.
+        return true;
+    }
+}
+
+void RefContext::GetManifestRefs(std::vector<RefContext*>& list) const {
+    if (pointeeObjContext_ == nullptr) errors::Raise<hr::kInvalidOperation>("RefContext::GetManifestRefs");
+    const std::vector<RefContext*>& refs = pointeeObjContext_->GetManifestRefs();
+    list.insert(list.end(), refs.begin(), refs.end());
 }
 
 void RefContext::Resolve(DWORD /*dwFlags*/, const CRYPT_XML_DATA_PROVIDER* pDataProvider) {

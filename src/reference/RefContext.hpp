@@ -25,6 +25,13 @@ public:
 
     // Reads the caller's data for an external reference, in 4096-byte chunks.
     void Resolve(DWORD dwFlags, const CRYPT_XML_DATA_PROVIDER* pDataProvider);
+    // Checks the digest (external data through the signature's URI resolver) and records
+    // the outcome in the status. xml-security-c exceptions pass unconverted.
+    bool VerifyHash();
+    // True when the digest fits the published digest bound of 128 bytes.
+    bool HashSizeSatisfySizeLimit() const;
+    // Appends the references of the Manifest this reference points to.
+    void GetManifestRefs(std::vector<RefContext*>& list) const;
 
     const CRYPT_XML_REFERENCE* GetReferenceStruct() const noexcept { return refStructWrap_.Get(); }
     CRYPT_XML_REFERENCE* GetReferenceStruct() noexcept { return refStructWrap_.GetPtr(); }
@@ -37,6 +44,7 @@ private:
     void LoadDigestValue(const xercesc::DOMElement* refElement);
     void LoadTransforms(const xercesc::DOMElement* refElement);
     void LinkPointee();
+    void MarkInternal();
 
     DSIGReference* xsecRef_ = nullptr;
     RefStructWrap refStructWrap_;

@@ -47,7 +47,10 @@ bool IsKnownX509Child(const xercesc::DOMElement* e) {
 }  // namespace
 
 SigContext::SigContext(DocContext* parentDocContext, xercesc::DOMElement* domSigNode, DWORD flags)
-    : BaseContext(flags, true), parentDocContext_(parentDocContext), provider_(std::make_unique<XSECProvider>()) {
+    : BaseContext(flags, true),
+      uriResolver_(this),
+      parentDocContext_(parentDocContext),
+      provider_(std::make_unique<XSECProvider>()) {
     if (domSigNode == nullptr) errors::Raise<hr::kInvalidArg>(kConstructor, "NULL == domSigNode");
     try {
         Decode(domSigNode);
@@ -61,6 +64,7 @@ SigContext::SigContext(DocContext* parentDocContext, xercesc::DOMElement* domSig
 SigContext::~SigContext() {
     DisposeChildren();
     ReleaseSignature();
+    ReleaseDocuments();
 }
 
 void SigContext::Decode(xercesc::DOMElement* domSigNode) {
@@ -72,6 +76,9 @@ void SigContext::Decode(xercesc::DOMElement* domSigNode) {
     // Same-document references name their targets by Id attributes the parser knows
     // nothing about.
     xsecSig_->setIdByAttributeName(true);
+    // External references are digested from what the caller fed them, also before any
+    // verification of the signature value.
+    xsecSig_->setURIResolver(&uriResolver_);
     xsecSig_->load();
 
     sigStruct_.SetId(id);
@@ -249,6 +256,16 @@ void SigContext::DisposeChildren() noexcept {
     objContexts_.clear();
     refPointers_.clear();
     objPointers_.clear();
+}
+
+void SigContext::ReleaseDocuments() noexcept {
+    try {
+        if (ownedDocument_ != nullptr) ownedDocument_->release();
+        if (parser_ != nullptr) parser_->resetDocumentPool();
+    } catch (...) {
+        trace::traceA("SigContext::~SigContext", "Unexpected error!");
+    }
+    ownedDocument_ = nullptr;
 }
 
 void SigContext::ReleaseSignature() noexcept {

@@ -3,6 +3,8 @@
 #include <vector>
 
 #include <xercesc/dom/DOM.hpp>
+#include <xercesc/parsers/XercesDOMParser.hpp>
+#include <xsec/framework/XSECURIResolver.hpp>
 
 #include "api/BaseContext.hpp"
 #include "signature/SignatureStructWrap.hpp"
@@ -12,6 +14,7 @@ class DSIGKeyInfo;
 class DSIGSignature;
 class ObjContext;
 class RefContext;
+class XSECCryptoKey;
 class XSECProvider;
 
 // The context behind a signature handle: one Signature element, its published
@@ -19,6 +22,19 @@ class XSECProvider;
 // xml-security-c signature it was read with.
 class SigContext : public BaseContext {
 public:
+    // Serves xml-security-c the bytes of references from what the references hold; nothing
+    // is fetched from outside.
+    class UriResolver : public XSECURIResolver {
+    public:
+        explicit UriResolver(SigContext* owner) noexcept : owner_(owner) {}
+        xercesc::BinInputStream* resolveURI(const XMLCh* uri) override;
+        void setBaseURI(const XMLCh* /*uri*/) override {}
+        XSECURIResolver* clone() override;
+
+    private:
+        SigContext* owner_;
+    };
+
     // Decodes a Signature element of a document opened by parentDocContext.
     SigContext(DocContext* parentDocContext, xercesc::DOMElement* domSigNode, DWORD flags);
     ~SigContext() override;
@@ -41,6 +57,20 @@ public:
     // The object whose Id the URI names after its first character, or null.
     ObjContext* FindObjContextByRefURI(const wchar_t* refURI) const;
 
+    // Borrows the caller's secret (not copied); a later call replaces it.
+    void SetHmacSecret(const BYTE* pbSecret, ULONG cbSecret);
+    bool HasHmacSecret() const noexcept { return hmacSecret_ != nullptr; }
+    // Verification with a caller's CryptoAPI key: at most once per signature.
+    HRESULT Verify(HCRYPTKEY hKey, HCRYPTPROV hProv);
+    // Verification with the borrowed HMAC secret; may be repeated.
+    HRESULT VerifyHMAC();
+    // The common core: checks SignatureValue with cryptoKey (adopted by the signature),
+    // then the digests of same-document references. Returns the outcome as an HRESULT.
+    HRESULT Verify(XSECCryptoKey* cryptoKey);
+    // The document new nodes of this signature are made in.
+    xercesc::DOMDocument* GetCurrentDocument();
+    UriResolver* GetUriResolver() noexcept { return &uriResolver_; }
+
 private:
     void Decode(xercesc::DOMElement* domSigNode);
     void LoadSignedInfo(const xercesc::DOMElement* domSigNode);
@@ -53,13 +83,21 @@ private:
     void LoadReferences(const xercesc::DOMElement* domSigNode, DWORD flags);
     void DisposeChildren() noexcept;
     void ReleaseSignature() noexcept;
+    void ReleaseDocuments() noexcept;
+    void RecordFailure(DWORD extraError);
+    void CheckInternalDigests();
 
+    UriResolver uriResolver_;
     DocContext* parentDocContext_;
+    ULONG hmacSecretLength_ = 0;
+    const BYTE* hmacSecret_ = nullptr;
     SignatureStructWrap sigStruct_;
     std::vector<PCRYPT_XML_REFERENCE> refPointers_;
     std::vector<PCRYPT_XML_OBJECT> objPointers_;
     std::vector<RefContext*> refContexts_;
     std::vector<ObjContext*> objContexts_;
+    std::unique_ptr<xercesc::XercesDOMParser> parser_;  // the source document of a new signature
+    xercesc::DOMDocument* ownedDocument_ = nullptr;
     std::unique_ptr<XSECProvider> provider_;
     DSIGSignature* xsecSig_ = nullptr;
 };

@@ -33,6 +33,12 @@ public:
     decltype(&::CryptXmlGetSignature) GetSignature;
     decltype(&::CryptXmlGetReference) GetReference;
     decltype(&::CryptXmlGetStatus) GetStatus;
+    decltype(&::CryptXmlVerifySignature) VerifySignature;
+    decltype(&::CryptXmlVerifySignatureCAPI) VerifySignatureCAPI;
+    decltype(&::CryptXmlSetHMACSecret) SetHMACSecret;
+    decltype(&::CryptXmlImportPublicKey) ImportPublicKey;
+    decltype(&::CryptXmlImportPublicKeyCAPI) ImportPublicKeyCAPI;
+    decltype(&::CryptXmlDigestReference) DigestReference;
 
     std::wstring LastMessage() const {
         wchar_t buffer[4098] = {};
@@ -57,6 +63,12 @@ private:
         Bind(GetSignature, "CryptXmlGetSignature");
         Bind(GetReference, "CryptXmlGetReference");
         Bind(GetStatus, "CryptXmlGetStatus");
+        Bind(VerifySignature, "CryptXmlVerifySignature");
+        Bind(VerifySignatureCAPI, "CryptXmlVerifySignatureCAPI");
+        Bind(SetHMACSecret, "CryptXmlSetHMACSecret");
+        Bind(ImportPublicKey, "CryptXmlImportPublicKey");
+        Bind(ImportPublicKeyCAPI, "CryptXmlImportPublicKeyCAPI");
+        Bind(DigestReference, "CryptXmlDigestReference");
     }
 
     template <class F>

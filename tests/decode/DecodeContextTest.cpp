@@ -151,7 +151,8 @@ TEST_F(Contexts, ResolveReadsWholeChunksUntilAnEmptyRead) {
     EXPECT_EQ('a' + 3, ref.ResolvedData()[3 * 4096 - 1]);
     CRYPT_XML_STATUS status;
     ref.GetStatus(&status);
-    EXPECT_EQ(static_cast<DWORD>(CRYPT_XML_STATUS_DIGEST_VALID), status.dwInfoStatus);
+    EXPECT_EQ(static_cast<DWORD>(CRYPT_XML_STATUS_DIGEST_VALID | CRYPT_XML_STATUS_INTERNAL_REFERENCE),
+              status.dwInfoStatus);
     EXPECT_EQ(0u, status.dwErrorStatus);
 }
 
@@ -193,7 +194,8 @@ TEST_F(Contexts, ResolveFailures) {
               ResolveFailure(ref, &failing));
     CRYPT_XML_STATUS status;
     ref.GetStatus(&status);
-    EXPECT_EQ(0u, status.dwInfoStatus);  // nothing was resolved
+    // Nothing was resolved: only the mark of a same-document reference.
+    EXPECT_EQ(static_cast<DWORD>(CRYPT_XML_STATUS_INTERNAL_REFERENCE), status.dwInfoStatus);
 }
 
 TEST_F(Contexts, ConstructionFailureLeavesNothingRegistered) {

@@ -1,0 +1,111 @@
+// The exports of verification: the HMAC secret, the signature check, and the digest of a
+// reference whose data the caller supplies.
+#include "algorithms/AlgorithmCatalog.hpp"
+#include "api/ContextRegistry.hpp"
+#include "api/ExportFrame.hpp"
+#include "api/Lifecycle.hpp"
+#include "keys/KeyInfoKey.hpp"
+#include "reference/RefContext.hpp"
+#include "signature/SigContext.hpp"
+#include "signature/XsecErrors.hpp"
+
+namespace {
+
+constexpr char kVerifyCapi[] = "CryptXmlVerifySignatureCAPI";
+constexpr char kBothNeeded[] = "NULL == provHandle || NULL == hKey";
+
+bool IsHmacSignature(const SigContext& sig) {
+    const CRYPT_XML_ALGORITHM_INFO* method =
+        algInfo::FindAlgInfoByURI(sig.GetSignatureStruct()->SignedInfo.SignatureMethod.wszAlgorithm);
+    return method != nullptr && algInfo::LinkOf(*method).sigFamily == algInfo::kHmac;
+}
+
+// Neither key nor provider from the caller: the key comes from the signature itself.
+HRESULT VerifyWithOwnKey(SigContext& sig) {
+    if (IsHmacSignature(sig)) return sig.VerifyHMAC();  // no secret: refused there
+    keyInfoKey::ImportedKey key;
+    const HRESULT imported = keyInfoKey::Import(sig.GetSignatureStruct()->pKeyInfo, key);
+    if (imported == S_FALSE) errors::Raise<hr::kInvalidArg>(kVerifyCapi, kBothNeeded);
+    if (FAILED(imported)) return imported;
+    // The key objects keep duplicates: these handles can go when the check is done.
+    return sig.Verify(key.key.get(), key.prov.get());
+}
+
+HRESULT VerifyWith(SigContext& sig, HCRYPTPROV hProv, HCRYPTKEY hKey) {
+    if (sig.HasHmacSecret()) {
+        if (hProv != 0 || hKey != 0) errors::Raise<hr::kInvalidArg>(kVerifyCapi, "NULL != provHandle || NULL != hKey");
+        return sig.VerifyHMAC();
+    }
+    if (hProv != 0 && hKey != 0) return sig.Verify(hKey, hProv);
+    if (hProv == 0 && hKey == 0) return VerifyWithOwnKey(sig);
+    errors::Raise<hr::kInvalidArg>(kVerifyCapi, kBothNeeded);
+}
+
+bool IsInternal(const CRYPT_XML_STATUS& status) {
+    return (status.dwInfoStatus & CRYPT_XML_STATUS_INTERNAL_REFERENCE) != 0;
+}
+
+bool IsOpenedToEncode(const CRYPT_XML_STATUS& status) {
+    return (status.dwInfoStatus & CRYPT_XML_STATUS_OPENED_TO_ENCODE) != 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+HRESULT WINAPI CryptXmlVerifySignatureCAPI(HCRYPTXML hSignature, HCRYPTPROV hProv, HCRYPTKEY hKey,
+                                           DWORD /*dwFlags*/) {
+    return frame::Run(kVerifyCapi, [&]() -> HRESULT {
+        if (hSignature == nullptr) errors::Raise<hr::kInvalidArg>(kVerifyCapi, "NULL == hSignature");
+        lifecycle::ensureXmlStack();
+        registry::LockedContext<SigContext> sig(hSignature);
+        try {
+            return VerifyWith(*sig, hProv, hKey);
+        } catch (...) {
+            xsecErrors::Rethrow(L"CryptXmlVerifySignatureCAPI");
+        }
+    });
+}
+
+HRESULT WINAPI CryptXmlVerifySignature(HCRYPTXML hSignature, BCRYPT_KEY_HANDLE hKey, DWORD dwFlags) {
+    // CNG keys are not offered; without a key the signature's own is used.
+    if (hKey != nullptr) return E_NOTIMPL;
+    return CryptXmlVerifySignatureCAPI(hSignature, 0, 0, dwFlags);
+}
+
+HRESULT WINAPI CryptXmlSetHMACSecret(HCRYPTXML hSignature, const BYTE* pbSecret, ULONG cbSecret) {
+    static const char* const kExport = "CryptXmlSetHMACSecret";
+    return frame::RunNarrow<true>(kExport, [&]() -> HRESULT {
+        if (hSignature == nullptr || pbSecret == nullptr) {
+            errors::Raise<hr::kInvalidArg>(kExport, "NULL == hSignature || NULL == pbSecret");
+        }
+        lifecycle::ensureXmlStack();
+        registry::LockedContext<SigContext> sig(hSignature);
+        sig->SetHmacSecret(pbSecret, cbSecret);
+        return S_OK;
+    });
+}
+
+HRESULT WINAPI CryptXmlDigestReference(HCRYPTXML hReference, DWORD dwFlags, CRYPT_XML_DATA_PROVIDER* pDataProviderIn) {
+    static const char* const kExport = "CryptXmlDigestReference";
+    if (hReference == nullptr || pDataProviderIn == nullptr) {
+        return frame::Report(kExport, "NULL == hReference || NULL == pDataProviderIn", E_INVALIDARG);
+    }
+    return frame::Run(kExport, [&]() -> HRESULT {
+        lifecycle::ensureXmlStack();
+        registry::LockedContext<RefContext> ref(hReference);
+        CRYPT_XML_STATUS status;
+        ref->GetStatus(&status);
+        // Same-document data is digested with the signature, never from the caller.
+        if (IsInternal(status)) return CRYPT_XML_E_OPERATION;
+        ref->Resolve(dwFlags, pDataProviderIn);
+        if (IsOpenedToEncode(status)) return S_OK;
+        try {
+            return ref->VerifyHash() ? S_OK : CRYPT_XML_E_INVALID_DIGEST;
+        } catch (...) {
+            xsecErrors::Rethrow(L"CryptXmlDigestReference");
+        }
+    });
+}
+
+}  // extern "C"
