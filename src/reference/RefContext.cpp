@@ -66,16 +66,19 @@ void RefContext::InitNewReference(DSIGReference* xsecRef, const xercesc::DOMElem
     refStructWrap_.SetType(dsigDom::Attribute(refElement, L"Type"));
     LoadDigestValue(refElement);
     LoadTransforms(refElement);
-    MarkInternal();
+    MarkResolution();
 }
 
-// Same-document references are digested with their signature; the status says which
-// ones they are, so that a caller does not try to feed them.
-void RefContext::MarkInternal() {
+// Same-document references are digested with their signature and are marked so, which
+// keeps a caller from feeding them; the others wait for the caller's data.
+void RefContext::MarkResolution() {
     const wchar_t* uri = refStructWrap_.Get()->wszUri;
-    if (uri == nullptr || (*uri != L'\0' && *uri != L'#')) return;
     CRYPT_XML_STATUS status = Status();
-    status.dwInfoStatus |= CRYPT_XML_STATUS_INTERNAL_REFERENCE;
+    if (uri != nullptr && (*uri == L'\0' || *uri == L'#')) {
+        status.dwInfoStatus |= CRYPT_XML_STATUS_INTERNAL_REFERENCE;
+    } else {
+        status.dwErrorStatus |= CRYPT_XML_STATUS_ERROR_NOT_RESOLVED;
+    }
     SetStatus(status);
 }
 

@@ -44,7 +44,7 @@ private:
     void LoadDigestValue(const xercesc::DOMElement* refElement);
     void LoadTransforms(const xercesc::DOMElement* refElement);
     void LinkPointee();
-    void MarkInternal();
+    void MarkResolution();
 
     DSIGReference* xsecRef_ = nullptr;
     RefStructWrap refStructWrap_;
