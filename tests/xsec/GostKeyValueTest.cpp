@@ -335,23 +335,32 @@ TEST_F(GostKeyValue, UnknownKeyValueChildStillFailsAsUnknownKeyValue) {
     EXPECT_EQ(29, LoadFailure(KeyValueDoc("<GostKeyValue><PublicKey>AAAA</PublicKey></GostKeyValue>")));
 }
 
-TEST_F(GostKeyValue, MissingPublicKeyFailsAsExpectedChildNotFound) {
-    const int kExpected = XSECException::ExpectedDSIGChildNotFound;
-    EXPECT_EQ(4, kExpected);
-    EXPECT_EQ(kExpected, LoadFailure(KeyValueDoc(
-        "<GOSTKeyValue><PublicKeyParameters><publicKeyParamSet>urn:oid:1.2.643.2.2.35.1</publicKeyParamSet>"
-        "</PublicKeyParameters></GOSTKeyValue>")));
+// A key value without its key loads; the key is NULL and refusing it is the importer's
+// business. The parameter sets that are there are still read.
+TEST_F(GostKeyValue, MissingPublicKeyLoadsWithoutAKey) {
+    const auto keyOf = [](const std::string& gostKeyValue) -> std::wstring {
+        auto loaded = Load(KeyValueDoc(gostKeyValue));
+        const DSIGKeyInfoValue* v = OnlyKeyValue(*loaded);
+        if (v == nullptr) return L"<no key value>";
+        if (v->getKeyInfoType() != DSIGKeyInfo::KEYINFO_VALUE_GOST) return L"<not GOST>";
+        return v->getGostPubKey() == nullptr ? L"<null>" : Text(v->getGostPubKey());
+    };
+    EXPECT_EQ(L"<null>", keyOf("<GOSTKeyValue><PublicKeyParameters><publicKeyParamSet>urn:oid:1.2.643.2.2.35.1"
+                               "</publicKeyParamSet></PublicKeyParameters></GOSTKeyValue>"));
     // Empty, or white space only: no key text in any form.
-    EXPECT_EQ(kExpected, LoadFailure(KeyValueDoc("<GOSTKeyValue/>")));
-    EXPECT_EQ(kExpected, LoadFailure(KeyValueDoc("<GOSTKeyValue>\n  \n</GOSTKeyValue>")));
-    EXPECT_EQ(kExpected, LoadFailure(KeyValueDoc(
-        "<GOSTKeyValue><PublicKeyParameters/><PublicKey>  </PublicKey></GOSTKeyValue>")));
+    EXPECT_EQ(L"<null>", keyOf("<GOSTKeyValue/>"));
+    EXPECT_EQ(L"<null>", keyOf("<GOSTKeyValue>\n  \n</GOSTKeyValue>"));
+    EXPECT_EQ(L"<null>", keyOf("<GOSTKeyValue><PublicKeyParameters/><PublicKey>  </PublicKey></GOSTKeyValue>"));
     // A PublicKey in another namespace than its GOSTKeyValue does not count.
-    EXPECT_EQ(kExpected, LoadFailure(KeyValueDoc(
+    EXPECT_EQ(L"<null>", keyOf(
         "<c:GOSTKeyValue xmlns:c=\"urn:ietf:params:xml:ns:cpxmlsec\"><c:PublicKeyParameters>"
         "<c:publicKeyParamSet>1.2.643.2.2.35.1</c:publicKeyParamSet></c:PublicKeyParameters>"
         "<PublicKey>BEBIQqI0y40+pI5V/09IbYi5YpDL2O8pfbDakBCckmyyVOKz2WUkAmfXSdcxbZOq+Qj0L8O2sOJGYa65LQ8BGDNW</PublicKey>"
-        "</c:GOSTKeyValue>")));
+        "</c:GOSTKeyValue>"));
+    auto loaded = Load(KeyValueDoc("<GOSTKeyValue><PublicKeyParameters><publicKeyParamSet>urn:oid:1.2.643.2.2.35.1"
+                                   "</publicKeyParamSet></PublicKeyParameters></GOSTKeyValue>"));
+    ASSERT_NE(nullptr, OnlyKeyValue(*loaded));
+    EXPECT_EQ(L"urn:oid:1.2.643.2.2.35.1", Text(OnlyKeyValue(*loaded)->getGostPubKeyParamSet()));
 }
 
 }  // namespace
