@@ -1,6 +1,5 @@
 #pragma once
-#include <mutex>
-
+#include "api/ContextLock.hpp"
 #include "api/WinApi.hpp"
 
 namespace registry {
@@ -32,7 +31,7 @@ protected:
 private:
     friend class registry::Access;  // only the registry takes and releases the lock
 
-    std::recursive_mutex lock_;
+    ContextLock lock_;
     DWORD flags_;
     bool hasOwner_;
     CRYPT_XML_STATUS status_;
