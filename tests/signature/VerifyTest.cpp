@@ -374,19 +374,67 @@ TEST_F(Verify, ATransformThisBuildCannotExecuteIsATransformFailure) {
     EXPECT_EQ(Words(kSigInvalid, 0), StatusOf(doc.doc()));
 }
 
-TEST_F(Verify, AnUnsafeHmacOutputLengthIsAFailedVerification) {
-    const std::string references =
-        "<Reference URI=\"#data\"><DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"></DigestMethod>"
-        "<DigestValue>AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA=</DigestValue></Reference>";
-    std::string xml = testing_support::HandSignedHmac(kSecret, references);
-    xml = testing_support::Replaced(xml, "<SignatureMethod", "></SignatureMethod>",
-                                    "><HMACOutputLength>40</HMACOutputLength></SignatureMethod>");
-    Opened doc(xml);
-    ASSERT_EQ(S_OK, doc.hr());
-    ASSERT_EQ(S_OK, CryptXmlSetHMACSecret(doc.sig(), reinterpret_cast<const BYTE*>(kSecret), sizeof kSecret - 1));
-    EXPECT_EQ(CRYPT_XML_E_VERIFY_FAILED, CryptXmlVerifySignatureCAPI(doc.sig(), 0, 0, 0));
-    EXPECT_EQ(ExpectedLine(L"SigContext::Verify. DSIGSignature::verify() - HMACOutputLength is unsafe"), LastLine());
-    EXPECT_EQ(Words(kSigInvalid, 0), StatusOf(doc.sig()));
+std::string Sha256Base64Of(const std::string& data) {
+    std::unique_ptr<XSECCryptoHash> hash(XSECPlatformUtils::g_cryptoProvider->hash(XSECCryptoHash::HASH_SHA256));
+    hash->hash(reinterpret_cast<unsigned char*>(const_cast<char*>(data.data())), static_cast<unsigned int>(data.size()));
+    unsigned char digest[32];
+    hash->finish(digest, sizeof digest);
+    std::string text;
+    base64::BinToBase64(std::vector<BYTE>(digest, digest + 32), text);
+    return text;
+}
+
+// HMACOutputLength counts bits: at least 80 and at least half the digest, and only the
+// leftmost bits are compared.
+class HmacOutputLength : public Verify {
+protected:
+    static HRESULT VerifyCut(const testing_support::HmacCut& cut, std::wstring* line = nullptr) {
+        const std::string references =
+            "<Reference URI=\"#data\"><DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"></DigestMethod>"
+            "<DigestValue>" + Sha256Base64Of("<Data xmlns=\"urn:talvoran:test\" Id=\"data\">payload</Data>") +
+            "</DigestValue></Reference>";
+        Opened doc(testing_support::HandSignedHmac(kSecret, references, cut));
+        EXPECT_EQ(S_OK, doc.hr());
+        EXPECT_EQ(S_OK, CryptXmlSetHMACSecret(doc.sig(), reinterpret_cast<const BYTE*>(kSecret), sizeof kSecret - 1));
+        const HRESULT hr = CryptXmlVerifySignatureCAPI(doc.sig(), 0, 0, 0);
+        if (line != nullptr) *line = LastLine();
+        if (hr == S_OK) EXPECT_EQ(Words(0, kSigValid | kDigestValid), StatusOf(doc.sig()));
+        if (hr != S_OK) EXPECT_EQ(Words(kSigInvalid, 0), StatusOf(doc.sig()));
+        return hr;
+    }
+};
+
+TEST_F(HmacOutputLength, WholeBytesFromHalfTheDigestUp) {
+    EXPECT_EQ(S_OK, VerifyCut({}));
+    EXPECT_EQ(S_OK, VerifyCut({256}));
+    EXPECT_EQ(S_OK, VerifyCut({128}));
+    EXPECT_EQ(S_OK, VerifyCut({136}));
+}
+
+TEST_F(HmacOutputLength, OnlyTheLeftmostBitsOfAPartialByteCount) {
+    testing_support::HmacCut cut;
+    cut.bits = 131;  // 16 bytes and the 3 high bits of the 17th
+    cut.lastByte = [](BYTE b) { return static_cast<BYTE>(b & 0xE0); };
+    EXPECT_EQ(S_OK, VerifyCut(cut));
+    cut.lastByte = [](BYTE b) { return static_cast<BYTE>((b & 0xE0) | 0x1F); };  // the bits beyond do not count
+    EXPECT_EQ(S_OK, VerifyCut(cut));
+    cut.lastByte = [](BYTE b) { return static_cast<BYTE>(b ^ 0x20); };  // the last bit that counts
+    EXPECT_EQ(CRYPT_XML_E_VERIFY_FAILED, VerifyCut(cut));
+    cut.lastByte = [](BYTE b) { return static_cast<BYTE>(b ^ 0x80); };
+    EXPECT_EQ(CRYPT_XML_E_VERIFY_FAILED, VerifyCut(cut));
+}
+
+TEST_F(HmacOutputLength, LessThanHalfTheDigestIsAnAlgorithmFailure) {
+    std::wstring line;
+    EXPECT_EQ(CRYPT_XML_E_ALGORITHM, VerifyCut({120}, &line));
+    EXPECT_EQ(ExpectedLine(L"SigContext::Verify. HMACOutputLength set to unsafe value."), line);
+}
+
+TEST_F(HmacOutputLength, LessThan80BitsIsAFailedVerification) {
+    std::wstring line;
+    EXPECT_EQ(CRYPT_XML_E_VERIFY_FAILED, VerifyCut({40}, &line));
+    EXPECT_EQ(ExpectedLine(L"SigContext::Verify. DSIGSignature::verify() - HMACOutputLength is unsafe"), line);
+    EXPECT_EQ(CRYPT_XML_E_VERIFY_FAILED, VerifyCut({79}, &line));
 }
 
 // --- CryptoAPI keys ---------------------------------------------------------------------
@@ -538,15 +586,6 @@ TEST_F(Verify, ACngKeyIsNotImplemented) {
 
 // --- the URI resolver and the signature's document ---------------------------------------
 
-std::string Sha256Base64(const std::string& data) {
-    std::unique_ptr<XSECCryptoHash> hash(XSECPlatformUtils::g_cryptoProvider->hash(XSECCryptoHash::HASH_SHA256));
-    hash->hash(reinterpret_cast<unsigned char*>(const_cast<char*>(data.data())), static_cast<unsigned int>(data.size()));
-    unsigned char digest[32];
-    hash->finish(digest, sizeof digest);
-    std::string text;
-    base64::BinToBase64(std::vector<BYTE>(digest, digest + 32), text);
-    return text;
-}
 
 std::string ManifestDocument(const std::string& manifestData) {
     const std::string sha256 = "<DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"/>";
@@ -558,7 +597,7 @@ std::string ManifestDocument(const std::string& manifestData) {
            "<Reference URI=\"top.bin\">" + sha256 + "<DigestValue>AAAA</DigestValue></Reference>"
            "</SignedInfo><SignatureValue>AAAA</SignatureValue>"
            "<Object Id=\"obj\"><Manifest><Reference URI=\"manifest.bin\">" + sha256 +
-           "<DigestValue>" + Sha256Base64(manifestData) + "</DigestValue></Reference>"
+           "<DigestValue>" + Sha256Base64Of(manifestData) + "</DigestValue></Reference>"
            "<Reference URI=\"top.bin\">" + sha256 + "<DigestValue>AAAA</DigestValue></Reference>"
            "</Manifest></Object></Signature></Document>";
 }

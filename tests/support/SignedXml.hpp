@@ -2,6 +2,7 @@
 // Documents signed in-process for verification tests: by xml-security-c with our CryptoAPI
 // key classes, or, where xml-security-c cannot sign what a test needs (a transform this
 // build cannot execute), by computing the HMAC of a hand-written canonical SignedInfo.
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -82,30 +83,43 @@ inline WinCAPICryptoKeyHMAC* HmacKey(const std::string& secret) {
     return key.release();
 }
 
-inline std::string HmacSha256Base64(const std::string& secret, const std::string& data) {
+inline std::vector<BYTE> HmacSha256(const std::string& secret, const std::string& data) {
     std::unique_ptr<XSECCryptoHash> hmac(XSECPlatformUtils::g_cryptoProvider->HMAC(XSECCryptoHash::HASH_SHA256));
     std::unique_ptr<WinCAPICryptoKeyHMAC> key(HmacKey(secret));
     hmac->setKey(key.get());
     hmac->hash(reinterpret_cast<unsigned char*>(const_cast<char*>(data.data())), static_cast<unsigned int>(data.size()));
     unsigned char mac[64];
     const unsigned int length = hmac->finish(mac, sizeof mac);
-    std::string text;
-    base64::BinToBase64(std::vector<BYTE>(mac, mac + length), text);
-    return text;
+    return std::vector<BYTE>(mac, mac + length);
 }
+
+// How a hand-made HMAC signature value is cut: the whole MAC (bits 0), or the leftmost
+// `bits` with `lastByte` applied to the last byte kept (for partial-byte cases).
+struct HmacCut {
+    unsigned bits = 0;
+    std::function<BYTE(BYTE)> lastByte = [](BYTE b) { return b; };
+};
 
 // An HMAC-SHA256 signature over kPayload whose SignedInfo holds `references` exactly as
 // given (written in canonical form: no whitespace, empty elements with end tags).
-inline std::string HandSignedHmac(const std::string& secret, const std::string& references) {
+inline std::string HandSignedHmac(const std::string& secret, const std::string& references, const HmacCut& cut = {}) {
+    const std::string outputLength =
+        cut.bits != 0 ? "<HMACOutputLength>" + std::to_string(cut.bits) + "</HMACOutputLength>" : "";
     const std::string inner =
         "<CanonicalizationMethod Algorithm=\"http://www.w3.org/TR/2001/REC-xml-c14n-20010315\"></CanonicalizationMethod>"
-        "<SignatureMethod Algorithm=\"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256\"></SignatureMethod>" +
-        references;
+        "<SignatureMethod Algorithm=\"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256\">" + outputLength +
+        "</SignatureMethod>" + references;
     const std::string canonical = "<SignedInfo xmlns=\"http://www.w3.org/2000/09/xmldsig#\">" + inner + "</SignedInfo>";
+    std::vector<BYTE> mac = HmacSha256(secret, canonical);
+    if (cut.bits != 0) {
+        mac.resize((cut.bits + 7) / 8);
+        mac.back() = cut.lastByte(mac.back());
+    }
+    std::string value;
+    base64::BinToBase64(mac, value);
     std::string doc = kPayload;
     doc.insert(doc.rfind("</Document>"), "<Signature xmlns=\"http://www.w3.org/2000/09/xmldsig#\"><SignedInfo>" + inner +
-                                             "</SignedInfo><SignatureValue>" + HmacSha256Base64(secret, canonical) +
-                                             "</SignatureValue></Signature>");
+                                             "</SignedInfo><SignatureValue>" + value + "</SignatureValue></Signature>");
     return doc;
 }
 
