@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "api/Trace.hpp"
+#include "keys/DssCertificateKey.hpp"
 #include "keys/PublicKeyImport.hpp"
 
 namespace keyInfoKey {
@@ -55,13 +56,34 @@ PCCERT_CONTEXT SignerOf(const Certificates& certs) {
 // The provider types that hold a key of the certificate's algorithm, in order of preference.
 std::vector<DWORD> ProviderTypesFor(const char* keyOid) {
     if (std::strcmp(keyOid, szOID_RSA_RSA) == 0) return {PROV_RSA_AES, PROV_RSA_FULL};
-    if (std::strcmp(keyOid, szOID_X957_DSA) == 0) return {PROV_DSS};
     if (std::strcmp(keyOid, "1.2.643.2.2.19") == 0) return {75};  // GOST R 34.10-2001, PROV_GOST_2001_DH
     return {};
 }
 
+HRESULT ImportKeyValue(const CRYPT_XML_KEY_VALUE& value, ImportedKey& out);
+
+// A DSA certificate's key goes the way of a DSAKeyValue.
+HRESULT ImportDssCertificateKey(const CERT_PUBLIC_KEY_INFO& info, ImportedKey& out) {
+    dssCertificateKey::Components parts;
+    if (!dssCertificateKey::Read(info, parts)) {
+        trace::traceA(kFunction, "the certificate's DSA key is malformed.");
+        return CRYPT_XML_E_INVALID_KEYVALUE;
+    }
+    CRYPT_XML_KEY_VALUE value = {};
+    value.dwType = CRYPT_XML_KEY_VALUE_TYPE_DSA;
+    const auto blob = [](std::vector<BYTE>& bytes) {
+        return CRYPT_XML_DATA_BLOB{static_cast<ULONG>(bytes.size()), bytes.data()};
+    };
+    value.DSAKeyValue.P = blob(parts.p);
+    value.DSAKeyValue.Q = blob(parts.q);
+    value.DSAKeyValue.G = blob(parts.g);
+    value.DSAKeyValue.Y = blob(parts.y);
+    return ImportKeyValue(value, out);
+}
+
 HRESULT ImportCertificateKey(PCCERT_CONTEXT cert, ImportedKey& out) {
     CERT_PUBLIC_KEY_INFO* info = &cert->pCertInfo->SubjectPublicKeyInfo;
+    if (std::strcmp(info->Algorithm.pszObjId, szOID_X957_DSA) == 0) return ImportDssCertificateKey(*info, out);
     const std::vector<DWORD> types = ProviderTypesFor(info->Algorithm.pszObjId);
     if (types.empty()) {
         trace::traceA(kFunction, "the certificate's key algorithm is not supported.");
