@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "support/HostFiles.hpp"
 #include "blackbox/CryptXmlDll.hpp"
 
 #ifndef TALVORAN_VECTORS_EXPECT
@@ -40,27 +41,11 @@ constexpr DWORD kGostKeyValueType = 8;
 
 // ---------------------------------------------------------------------------------------
 // Paths: the build passes host paths; Wine sees the host's root as drive Z:.
-std::string WinPath(const std::string& path) {
-    std::string p = path;
-    if (!p.empty() && p[0] == '/') p = "Z:" + p;
-    std::replace(p.begin(), p.end(), '/', '\\');
-    return p;
-}
+using testing_support::WinPath;
 
-bool ReadFile(const std::string& path, Bytes& out) {
-    std::ifstream in(WinPath(path), std::ios::binary);
-    if (!in) return false;
-    out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    return true;
-}
+bool ReadFile(const std::string& path, Bytes& out) { return testing_support::ReadHostFile(path, out); }
 
-std::wstring Widen(const std::string& utf8) {
-    if (utf8.empty()) return std::wstring();
-    const int n = ::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
-    std::wstring w(static_cast<size_t>(n), L'\0');
-    ::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), &w[0], n);
-    return w;
-}
+std::wstring Widen(const std::string& utf8) { return testing_support::WidenUtf8(utf8); }
 
 std::string Narrow(const wchar_t* w) {
     if (w == nullptr) return "<null>";
