@@ -1,6 +1,7 @@
 #include "crypto/WinCAPICryptoKeyDSA.hpp"
 
 #include "crypto/CapiKeyOps.hpp"
+#include "crypto/DssPublicKeyBlob.hpp"
 #include "crypto/DssSignatureOrder.hpp"
 
 #include <cstring>
@@ -10,7 +11,7 @@ using namespace crypto;
 
 namespace {
 constexpr auto kErr = XSECCryptoException::DSAError;
-constexpr DWORD kDss1Magic = 0x31535344;  // "DSS1"
+constexpr DWORD kDss1Magic = 0x31535344;  // "DSS1", in exported blobs
 constexpr DWORD kBcryptDsaPublicMagic = 0x42505344;  // "DSPB"
 constexpr size_t kQLen = 20;
 constexpr size_t kHalf = 20;  // r and s of a 160-bit Q
@@ -115,27 +116,7 @@ HCRYPTKEY WinCAPICryptoKeyDSA::importLoaded() const {
     const PublicParts& l = loaded_;
     if (l.p.empty() || l.q.empty() || l.g.empty() || l.y.empty())
         throw XSECCryptoException(kErr, "WinCAPI: DSA P, Q, G or Y not loaded");
-    size_t pLen = l.p.size();
-    BLOBHEADER header{};
-    header.bType = PUBLICKEYBLOB;
-    header.bVersion = CUR_BLOB_VERSION;
-    header.aiKeyAlg = CALG_DSS_SIGN;
-    DSSPUBKEY dss{};
-    dss.magic = kDss1Magic;
-    dss.bitlen = static_cast<DWORD>(pLen * 8);
-    Bytes blob(sizeof header + sizeof dss);
-    std::memcpy(blob.data(), &header, sizeof header);
-    std::memcpy(blob.data() + sizeof header, &dss, sizeof dss);
-    for (const Bytes& part : {ToLittleEndian(l.p, pLen, kErr, "DSA P"),
-                              ToLittleEndian(l.q, kQLen, kErr, "DSA Q"),
-                              ToLittleEndian(l.g, pLen, kErr, "DSA G"),
-                              ToLittleEndian(l.y, pLen, kErr, "DSA Y")})
-        blob.insert(blob.end(), part.begin(), part.end());
-    DSSSEED seed{};
-    seed.counter = 0xFFFFFFFF;
-    const auto* seedBytes = reinterpret_cast<const unsigned char*>(&seed);
-    blob.insert(blob.end(), seedBytes, seedBytes + sizeof seed);
-
+    const Bytes blob = DssPublicKeyBlob(l.p, l.q, l.g, l.y, DssBlobEndFor(l.p.size()), kErr);
     slot_.adopt(ImportPublicKeyBlob(slot_.prov(), blob, kErr));
     return slot_.handle();
 }

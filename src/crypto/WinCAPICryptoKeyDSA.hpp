@@ -32,7 +32,7 @@ public:
     void loadYBase64BigNums(const char* b64, unsigned int len) override;
     // J is not needed by CryptoAPI; it is accepted and ignored.
     void loadJBase64BigNums(const char* b64, unsigned int len) override;
-    // Imports P, Q, G, Y as a DSS PUBLICKEYBLOB (no seed: counter 0xFFFFFFFF); the key stays
+    // Imports P, Q, G, Y as a DSS PUBLICKEYBLOB (crypto/DssPublicKeyBlob.hpp); the key stays
     // owned by this object and is returned for the caller to use (or duplicate).
     HCRYPTKEY importKey();
 

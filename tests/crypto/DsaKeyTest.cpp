@@ -5,6 +5,7 @@
 #include "KnownAnswers.hpp"
 
 #include "crypto/CapiSupport.hpp"
+#include "crypto/DssPublicKeyBlob.hpp"
 #include "crypto/WinCAPICryptoKeyDSA.hpp"
 
 #include <xsec/enc/XSECCryptoException.hpp>
@@ -27,6 +28,19 @@ void Load(WinCAPICryptoKeyDSA& key, const char* p, const char* q, const char* g,
     key.loadPBase64BigNums(p, static_cast<unsigned int>(std::strlen(p)));
     key.loadQBase64BigNums(q, static_cast<unsigned int>(std::strlen(q)));
     key.loadYBase64BigNums(y, static_cast<unsigned int>(std::strlen(y)));
+}
+
+// A 512-bit key and its signature of "512-bit DSA", made with OpenSSL 3.0.
+const char k512P[] = "uh5rUG1hU0mOAc3HGjblSVztI7kiWecMw/PwbJLHpW5Ws8Le2jXWR7mnu7EYRp8dfDJuqx/dbYPsHfCLhY9Jiw==";
+const char k512Q[] = "0Pwj1AKN2DvIcSCh2VpKHB5iHp8=";
+const char k512G[] = "g8X6PNcsm9OKAxYjrVO8RMS/E/LfScLd4Ggfek2fCUduDIFLDi46qqo2B21zdmP7q46HaEzh7XC3nJfTOjJOMQ==";
+const char k512Y[] = "ZX5QR6t9ReEtVRppEbelRMidhvVp/ApJj8L3qb6+NnVe2p+mVgNkWMGuWuGv21geITd56aoLlOIfegKFXjoGJw==";
+const char k512Sig[] = "SSAOu2ETtpf/Q++8iw3lbj9eV4Izhah4lDoqJx4lhRefuu+qa96yfQ==";
+const char k512Message[] = "512-bit DSA";
+const char k512MessageSha1Hex[] = "3a4dce880199b22612c8858ab48959744d24d0fc";
+
+crypto::Bytes Number(const char* b64) {
+    return crypto::StripLeadingZeros(crypto::DecodeBase64(b64, static_cast<unsigned int>(std::strlen(b64))));
 }
 
 class CapiDsaTest : public VerifyContextTest {
@@ -96,6 +110,50 @@ TEST_F(CapiDsaTest, VerifiesAnOpenSslSignature) {
         key.getQBase64BigNums(q, sizeof q);
         EXPECT_STREQ(vectors::kDsaQB64, q);
     });
+}
+
+// Wine's dssenh reads y as 128 bytes for any key size; a 512-bit key verifies only because
+// its blob ends in zeros there.
+TEST_F(CapiDsaTest, VerifiesAnOpenSslSignatureOfA512BitKey) {
+    WithCryptoErrorsReported([&] {
+        WinCAPICryptoKeyDSA key(prov_);
+        Load(key, k512P, k512Q, k512G, k512Y);
+        Bytes hash = FromHex(k512MessageSha1Hex);
+        EXPECT_EQ(k512MessageSha1Hex, ToHex(CapiDigest(prov_, CALG_SHA1, Text(k512Message))));
+        ASSERT_TRUE(Verify(key, hash, k512Sig));
+        EXPECT_FALSE(Verify(key, FromHex(kat::kDigests[0].sha1), k512Sig));
+
+        // The provider holds exactly the Y loaded.
+        char y[200];
+        key.getYBase64BigNums(y, sizeof y);
+        EXPECT_STREQ(k512Y, y);
+    });
+}
+
+TEST(DssPublicKeyBlobTest, EndsWithoutSeedOrWithZerosUpTo128BytesOfY) {
+    const crypto::Bytes p = Number(k512P), q = Number(k512Q), g = Number(k512G), y = Number(k512Y);
+    const auto kErr = XSECCryptoException::DSAError;
+    const crypto::Bytes plain = crypto::DssPublicKeyBlob(p, q, g, y, crypto::DssBlobEnd::kNoSeed, kErr);
+    const crypto::Bytes padded = crypto::DssPublicKeyBlob(p, q, g, y, crypto::DssBlobEnd::kZerosTo128, kErr);
+    // BLOBHEADER, DSSPUBKEY "DSS1" of 512 bits, p, q, g, y little-endian.
+    ASSERT_EQ(252u, plain.size());
+    EXPECT_EQ("060200000022000044535331" "00020000", ToHex(Bytes(plain.begin(), plain.begin() + 16)));
+    const crypto::Bytes yLittle = crypto::Reversed(y.data(), y.size());
+    EXPECT_EQ(ToHex(yLittle), ToHex(Bytes(plain.begin() + 164, plain.begin() + 228)));
+    EXPECT_EQ("ffffffff" + std::string(40, '0'), ToHex(Bytes(plain.begin() + 228, plain.end())));
+    // The same up to y, then 64 zero bytes: a zero DSSSEED and 40 more.
+    ASSERT_EQ(292u, padded.size());
+    EXPECT_EQ(ToHex(Bytes(plain.begin(), plain.begin() + 228)), ToHex(Bytes(padded.begin(), padded.begin() + 228)));
+    EXPECT_EQ(std::string(128, '0'), ToHex(Bytes(padded.begin() + 228, padded.end())));
+
+    // A 1024-bit key reads as wide as it is: only the seed changes.
+    const crypto::Bytes p1024 = Number(vectors::kDsaPB64);
+    EXPECT_EQ(crypto::DssBlobEnd::kNoSeed, crypto::DssBlobEndFor(p1024.size()));
+    const crypto::Bytes wide =
+        crypto::DssPublicKeyBlob(p1024, Number(vectors::kDsaQB64), Number(vectors::kDsaGB64),
+                                 Number(vectors::kDsaYB64), crypto::DssBlobEnd::kZerosTo128, kErr);
+    EXPECT_EQ(444u, wide.size());
+    EXPECT_EQ(std::string(48, '0'), ToHex(Bytes(wide.end() - 24, wide.end())));
 }
 
 TEST_F(CapiDsaTest, MisuseThrowsCryptoExceptions) {

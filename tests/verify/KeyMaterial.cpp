@@ -74,8 +74,13 @@ bool DssPublicKeyBlob(const CERT_PUBLIC_KEY_INFO& info, Bytes& blob) {
         !LittleEndian(y, width, blob)) {
         return false;
     }
-    const DSSSEED seed = {0xFFFFFFFF, {}};  // no seed: the provider skips the parameter check
+    // No seed (counter 0xFFFFFFFF): the provider skips the parameter check. Except for keys
+    // under 1024 bits: Wine's DSS provider reads y as 128 bytes whatever the key size, so
+    // there the blob ends in a zero seed and zeros up to 128 bytes after the start of y
+    // (the library's own DSA import makes the same accommodation when the provider needs it).
+    const DSSSEED seed = {width < 128 ? 0u : 0xFFFFFFFFu, {}};
     blob.insert(blob.end(), reinterpret_cast<const BYTE*>(&seed), reinterpret_cast<const BYTE*>(&seed) + sizeof seed);
+    if (width + sizeof seed < 128) blob.resize(blob.size() + 128 - width - sizeof seed, 0);
     return true;
 }
 
