@@ -384,6 +384,31 @@ std::string Sha256Base64Of(const std::string& data) {
     return text;
 }
 
+// The base64 transform over an Object: the string value of the Object's text nodes
+// (comments and element boundaries do not count) is decoded and digested.
+TEST_F(Verify, Base64OverASameDocumentObjectDecodesItsText) {
+    const std::string data = "octets carried as base64 in an Object";
+    std::string text;
+    base64::BinToBase64(std::vector<BYTE>(data.begin(), data.end()), text);
+    const std::string references =
+        "<Reference URI=\"#obj\"><Transforms><Transform Algorithm=\"http://www.w3.org/2000/09/xmldsig#base64\">"
+        "</Transform></Transforms><DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"></DigestMethod>"
+        "<DigestValue>" + Sha256Base64Of(data) + "</DigestValue></Reference>";
+    const std::string split = text.substr(0, 10) + "\n<!-- not text -->" + text.substr(10, 12) + "<b>" +
+                              text.substr(22, 8) + "</b><![CDATA[" + text.substr(30) + "]]>\n";
+    for (const std::string& content : {text, split}) {
+        Opened doc(testing_support::HandSignedHmac(kSecret, references, {}, "<Object Id=\"obj\">" + content + "</Object>"));
+        ASSERT_EQ(S_OK, doc.hr());
+        ASSERT_EQ(S_OK, CryptXmlSetHMACSecret(doc.sig(), reinterpret_cast<const BYTE*>(kSecret), sizeof kSecret - 1));
+        EXPECT_EQ(S_OK, CryptXmlVerifySignatureCAPI(doc.sig(), 0, 0, 0)) << content;
+        EXPECT_EQ(Words(0, kSigValid | kDigestValid), StatusOf(doc.sig())) << content;
+    }
+    Opened other(testing_support::HandSignedHmac(kSecret, references, {}, "<Object Id=\"obj\">" + text.substr(4) + "</Object>"));
+    ASSERT_EQ(S_OK, CryptXmlSetHMACSecret(other.sig(), reinterpret_cast<const BYTE*>(kSecret), sizeof kSecret - 1));
+    EXPECT_EQ(S_OK, CryptXmlVerifySignatureCAPI(other.sig(), 0, 0, 0));
+    EXPECT_EQ(Words(kDigestInvalid, kSigValid), StatusOf(other.sig()));
+}
+
 // HMACOutputLength counts bits: at least 80 and at least half the digest, and only the
 // leftmost bits are compared.
 class HmacOutputLength : public Verify {

@@ -101,8 +101,10 @@ struct HmacCut {
 };
 
 // An HMAC-SHA256 signature over kPayload whose SignedInfo holds `references` exactly as
-// given (written in canonical form: no whitespace, empty elements with end tags).
-inline std::string HandSignedHmac(const std::string& secret, const std::string& references, const HmacCut& cut = {}) {
+// given (written in canonical form: no whitespace, empty elements with end tags), and
+// `objects` after its SignatureValue.
+inline std::string HandSignedHmac(const std::string& secret, const std::string& references, const HmacCut& cut = {},
+                                  const std::string& objects = "") {
     const std::string outputLength =
         cut.bits != 0 ? "<HMACOutputLength>" + std::to_string(cut.bits) + "</HMACOutputLength>" : "";
     const std::string inner =
@@ -119,7 +121,8 @@ inline std::string HandSignedHmac(const std::string& secret, const std::string& 
     base64::BinToBase64(mac, value);
     std::string doc = kPayload;
     doc.insert(doc.rfind("</Document>"), "<Signature xmlns=\"http://www.w3.org/2000/09/xmldsig#\"><SignedInfo>" + inner +
-                                             "</SignedInfo><SignatureValue>" + value + "</SignatureValue></Signature>");
+                                             "</SignedInfo><SignatureValue>" + value + "</SignatureValue>" + objects +
+                                             "</Signature>");
     return doc;
 }
 
