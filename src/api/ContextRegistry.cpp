@@ -4,15 +4,16 @@
 #include <set>
 
 #include "api/CryptXmlException.hpp"
+#include "api/ModuleLock.hpp"
 #include "api/Trace.hpp"
 
 namespace registry {
 namespace {
 
-std::recursive_mutex registryLock;
+ModuleLock registryLock;
 std::set<BaseContext*> contexts;  // ordered by address
 
-using Guard = std::lock_guard<std::recursive_mutex>;
+using Guard = std::lock_guard<ModuleLock>;
 
 BaseContext* Find(const void* handle) {
     auto it = contexts.find(static_cast<BaseContext*>(const_cast<void*>(handle)));
