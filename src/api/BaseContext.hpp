@@ -1,5 +1,5 @@
 #pragma once
-#include "api/ContextLock.hpp"
+#include "api/RecursiveLock.hpp"
 #include "api/WinApi.hpp"
 
 namespace registry {
@@ -31,7 +31,7 @@ protected:
 private:
     friend class registry::Access;  // only the registry takes and releases the lock
 
-    ContextLock lock_;
+    RecursiveLock lock_;
     DWORD flags_;
     bool hasOwner_;
     CRYPT_XML_STATUS status_;

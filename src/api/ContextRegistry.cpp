@@ -4,16 +4,16 @@
 #include <set>
 
 #include "api/CryptXmlException.hpp"
-#include "api/ModuleLock.hpp"
+#include "api/RecursiveLock.hpp"
 #include "api/Trace.hpp"
 
 namespace registry {
 namespace {
 
-ModuleLock registryLock;
+RecursiveLock registryLock;
 std::set<BaseContext*> contexts;  // ordered by address
 
-using Guard = std::lock_guard<ModuleLock>;
+using Guard = std::lock_guard<RecursiveLock>;
 
 BaseContext* Find(const void* handle) {
     auto it = contexts.find(static_cast<BaseContext*>(const_cast<void*>(handle)));

@@ -9,7 +9,7 @@
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
 #include "api/ContextRegistry.hpp"
-#include "api/ModuleLock.hpp"
+#include "api/RecursiveLock.hpp"
 #include "crypto/GostAlgorithmHandler.hpp"
 #include "crypto/WinCAPICryptoProvider.hpp"
 
@@ -18,7 +18,7 @@ namespace {
 
 const char* const forcedDebugMode = std::getenv("talvoran-cryptxml-force-debug-mode");
 
-ModuleLock xmlStackLock;
+RecursiveLock xmlStackLock;
 
 bool XercesRunning() noexcept { return XERCES_CPP_NAMESPACE::XMLPlatformUtils::fgMemoryManager != nullptr; }
 bool XsecRunning() noexcept { return XSECPlatformUtils::initCount != 0; }
@@ -28,7 +28,7 @@ bool XsecRunning() noexcept { return XSECPlatformUtils::initCount != 0; }
 const char* ForcedDebugMode() noexcept { return forcedDebugMode; }
 
 void ensureXmlStack() {
-    std::lock_guard<ModuleLock> guard(xmlStackLock);
+    std::lock_guard<RecursiveLock> guard(xmlStackLock);
     if (!XercesRunning()) {
         XERCES_CPP_NAMESPACE::XMLPlatformUtils::Initialize(
             XERCES_CPP_NAMESPACE::XMLUni::fgXercescDefaultLocale, nullptr, nullptr, nullptr);
@@ -42,7 +42,7 @@ void ensureXmlStack() {
 }
 
 void stopXmlStack() {
-    std::lock_guard<ModuleLock> guard(xmlStackLock);
+    std::lock_guard<RecursiveLock> guard(xmlStackLock);
     if (XsecRunning()) XSECPlatformUtils::Terminate();
     if (XercesRunning()) XERCES_CPP_NAMESPACE::XMLPlatformUtils::Terminate();
 }

@@ -7,7 +7,7 @@
 
 #include "api/CryptXmlException.hpp"
 #include "api/Lifecycle.hpp"
-#include "api/ModuleLock.hpp"
+#include "api/RecursiveLock.hpp"
 
 namespace trace {
 namespace {
@@ -15,7 +15,7 @@ namespace {
 constexpr wchar_t kPrefix[] = L"Talvoran-CryptXml.dll: ";
 
 std::atomic<long> debugFlag{0};
-ModuleLock traceLock;
+RecursiveLock traceLock;
 
 wchar_t lastLine[kLineCapacity];
 wchar_t pairBuffer[kPartCapacity];
@@ -66,7 +66,7 @@ void traceLine(const wchar_t* text) noexcept {
     wchar_t threadNumber[30];
     FormatThreadNumber(::GetThreadId(::GetCurrentThread()), threadNumber);
 
-    std::lock_guard<ModuleLock> guard(traceLock);
+    std::lock_guard<RecursiveLock> guard(traceLock);
     CopyTruncating(lastLine, kLineCapacity, kPrefix);
     AppendTruncating(lastLine, kLineCapacity, threadNumber);
     AppendTruncating(lastLine, kLineCapacity, L". ");
@@ -77,7 +77,7 @@ void traceLine(const wchar_t* text) noexcept {
 
 void traceW(const wchar_t* functionName, const wchar_t* text) noexcept {
     if (!IsOn() || functionName == nullptr || text == nullptr) return;
-    std::lock_guard<ModuleLock> guard(traceLock);
+    std::lock_guard<RecursiveLock> guard(traceLock);
     CopyTruncating(pairBuffer, kPartCapacity, functionName);
     AppendTruncating(pairBuffer, kPartCapacity, L". ");
     AppendTruncating(pairBuffer, kPartCapacity, text);
@@ -86,7 +86,7 @@ void traceW(const wchar_t* functionName, const wchar_t* text) noexcept {
 
 void traceA(const char* text) noexcept {
     if (!IsOn() || text == nullptr) return;
-    std::lock_guard<ModuleLock> guard(traceLock);
+    std::lock_guard<RecursiveLock> guard(traceLock);
     // Text longer than the buffer is cut: convert at most what fits, then terminate.
     const size_t length = ::strnlen(text, kPartCapacity - 1);
     const int converted = ::MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text,
@@ -98,7 +98,7 @@ void traceA(const char* text) noexcept {
 
 void traceA(const char* functionName, const char* text) noexcept {
     if (!IsOn() || functionName == nullptr || text == nullptr) return;
-    std::lock_guard<ModuleLock> guard(traceLock);
+    std::lock_guard<RecursiveLock> guard(traceLock);
     CopyTruncating(narrowPairBuffer, kPartCapacity, functionName);
     AppendTruncating(narrowPairBuffer, kPartCapacity, ". ");
     AppendTruncating(narrowPairBuffer, kPartCapacity, text);
@@ -108,7 +108,7 @@ void traceA(const char* functionName, const char* text) noexcept {
 HRESULT CopyLastLine(wchar_t* dst, size_t dstSize) noexcept {
     if (dst == nullptr) return hr::kPointer;
     if (dstSize == 0) return hr::kInvalidArg;
-    std::lock_guard<ModuleLock> guard(traceLock);
+    std::lock_guard<RecursiveLock> guard(traceLock);
     const size_t length = ::wcsnlen(lastLine, kLineCapacity);
     if (length >= dstSize) {
         dst[0] = 0;
