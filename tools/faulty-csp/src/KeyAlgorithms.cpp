@@ -20,11 +20,11 @@ ALG_ID KeyAlgorithms::Find(HCRYPTKEY key) const {
     return found == algorithms_.end() ? 0 : found->second;
 }
 
-ALG_ID DssAlgorithm(ALG_ID algIdOrKeySpec) {
-    switch (algIdOrKeySpec) {
+ALG_ID DssAlgorithm(ALG_ID algIdOrKeyPair) {
+    switch (algIdOrKeyPair) {
         case AT_SIGNATURE: return CALG_DSS_SIGN;
         case AT_KEYEXCHANGE: return CALG_DH_SF;
-        default: return algIdOrKeySpec;
+        default: return algIdOrKeyPair;
     }
 }
 

@@ -23,10 +23,10 @@ private:
     std::map<HCRYPTKEY, ALG_ID> algorithms_;
 };
 
-// The ALG_ID a DSS provider reports for a key made for `algIdOrKeySpec`: a key spec stands
+// The ALG_ID a DSS provider reports for a key made for `algIdOrKeyPair`: a key pair name stands
 // for the algorithm a DSS provider uses for it (AT_SIGNATURE: CALG_DSS_SIGN, AT_KEYEXCHANGE:
 // CALG_DH_SF), any other value is the algorithm itself.
-ALG_ID DssAlgorithm(ALG_ID algIdOrKeySpec);
+ALG_ID DssAlgorithm(ALG_ID algIdOrKeyPair);
 
 // aiKeyAlg of the BLOBHEADER a key blob starts with, 0 when the blob is shorter than that.
 ALG_ID BlobAlgorithm(const BYTE* blob, DWORD size);

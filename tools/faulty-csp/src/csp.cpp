@@ -169,9 +169,9 @@ BOOL WINAPI CPHashSessionKey(HCRYPTPROV hProv, HCRYPTHASH hHash, HCRYPTKEY hKey,
     return Forward(hProv, &Backend::CPHashSessionKey, hHash, hKey, dwFlags);
 }
 
-BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeySpec, LPCWSTR szDescription, DWORD dwFlags,
+BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeyPair, LPCWSTR szDescription, DWORD dwFlags,
                        BYTE* pbSignature, DWORD* pcbSignature) {
-    return Forward(hProv, &Backend::CPSignHash, hHash, dwKeySpec, szDescription, dwFlags, pbSignature, pcbSignature);
+    return Forward(hProv, &Backend::CPSignHash, hHash, dwKeyPair, szDescription, dwFlags, pbSignature, pcbSignature);
 }
 
 BOOL WINAPI CPDestroyHash(HCRYPTPROV hProv, HCRYPTHASH hHash) {
@@ -188,9 +188,9 @@ BOOL WINAPI CPGenRandom(HCRYPTPROV hProv, DWORD cbLen, BYTE* pbBuffer) {
     return Forward(hProv, &Backend::CPGenRandom, cbLen, pbBuffer);
 }
 
-BOOL WINAPI CPGetUserKey(HCRYPTPROV hProv, DWORD dwKeySpec, HCRYPTKEY* phUserKey) {
-    return Record(Forward(hProv, &Backend::CPGetUserKey, dwKeySpec, phUserKey), hProv, phUserKey,
-                  faulty::DssAlgorithm(dwKeySpec));
+BOOL WINAPI CPGetUserKey(HCRYPTPROV hProv, DWORD dwKeyPair, HCRYPTKEY* phUserKey) {
+    return Record(Forward(hProv, &Backend::CPGetUserKey, dwKeyPair, phUserKey), hProv, phUserKey,
+                  faulty::DssAlgorithm(dwKeyPair));
 }
 
 BOOL WINAPI CPDuplicateHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD* pdwReserved, DWORD dwFlags,
