@@ -19,6 +19,7 @@
 #include "crypto/CapiHandles.hpp"
 #include "crypto/WinCAPICryptoKeyRSA.hpp"
 #include "document/DocContext.hpp"
+#include "reference/ObjContext.hpp"
 #include "reference/RefContext.hpp"
 #include "signature/SigContext.hpp"
 #include "support/SignedXml.hpp"
@@ -651,9 +652,13 @@ TEST_F(Verify, TheResolverServesWhatTheReferencesHold) {
     EXPECT_EQ(nullptr, resolver.resolveURI(L"nobody.bin"));
     // Nothing fed yet: an empty stream, not null.
     EXPECT_EQ("", ReadAll(resolver.resolveURI(L"top.bin")));
+    // The object merges its manifest: digest-valid only when every reference is.
+    const HCRYPTXML object = doc.refContext(0).PointeeObject()->GetObjectStruct()->hObject;
+    EXPECT_EQ(Words(kNotResolved, 0), StatusOf(object));
     // A top-level reference answers before a manifest reference with the same URI.
-    Digest(manifestRefs[1], "manifest top");
-    Digest(doc.ref(1), "top-level top");
+    EXPECT_EQ(CRYPT_XML_E_INVALID_DIGEST, Digest(manifestRefs[1], "manifest top"));
+    EXPECT_EQ(Words(kDigestInvalid, 0), StatusOf(object));
+    EXPECT_EQ(CRYPT_XML_E_INVALID_DIGEST, Digest(doc.ref(1), "top-level top"));
     EXPECT_EQ("top-level top", ReadAll(resolver.resolveURI(L"top.bin")));
     EXPECT_EQ("manifest data", ReadAll(std::unique_ptr<XSECURIResolver>(resolver.clone())->resolveURI(L"manifest.bin")));
     EXPECT_EQ(nullptr, resolver.resolveURI(nullptr));
