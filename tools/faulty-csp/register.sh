@@ -52,7 +52,7 @@ type_name() {
 }
 
 reg=$(mktemp "${TMPDIR:-/tmp}/faulty-reg.XXXXXX")
-trap 'rm -f "$reg" "$reg.query"' EXIT
+trap 'rm -f "$reg"' EXIT
 {
   printf 'Windows Registry Editor Version 5.00\r\n\r\n'
   for type in 1 3 24 75; do
@@ -68,25 +68,10 @@ trap 'rm -f "$reg" "$reg.query"' EXIT
     "$base" "$(winpath "$softgost")"
 } > "$reg"
 
-stamp="$prefix/.faulty-csp-registered"
-want=$(sha256sum < "$reg" | cut -c1-64)
-if [ -f "$stamp" ] && [ "$(cat "$stamp")" = "$want" ]; then
-  exit 0
-fi
-
-"$wine_tools/ensure-prefix.sh" "$prefix"
-. "$wine_tools/env.sh" "$prefix"
-# Output detached: Wine services started here must not hold the caller's pipes open.
-if ! wine reg import "$(printf 'Z:%s' "$reg" | sed 's|/|\\|g')" </dev/null >/dev/null 2>&1; then
-  echo "register.sh: wine reg import failed in $prefix" >&2
-  exit 1
-fi
-# Check that the type mapping is there before recording success.
-wine reg query "HKLM\\Software\\Microsoft\\Cryptography\\Defaults\\Provider Types\\Type 075" /v Name \
-    </dev/null >"$reg.query" 2>/dev/null || true
-if ! grep -qF "Talvoran Faulty CSP (type 75)" "$reg.query"; then
-  echo "register.sh: provider type 75 not mapped after import in $prefix" >&2
-  exit 1
-fi
-printf '%s\n' "$want" > "$stamp"
+rc=0
+"$wine_tools/reg-import.sh" "$prefix" "$reg" .faulty-csp-registered \
+    'HKLM\Software\Microsoft\Cryptography\Defaults\Provider Types\Type 075' Name \
+    "Talvoran Faulty CSP (type 75)" || rc=$?
+[ "$rc" -eq 3 ] && exit 0
+[ "$rc" -eq 0 ] || exit 1
 echo "register.sh: registered the Talvoran Faulty CSP for types 1, 3, 24, 75 (type 2 without provider) in $prefix"

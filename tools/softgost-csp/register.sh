@@ -41,7 +41,7 @@ winpath="Z:$(printf '%s' "$dll" | sed 's|/|\\\\|g')"
 base='HKEY_LOCAL_MACHINE\Software\Microsoft\Cryptography'
 
 reg=$(mktemp "${TMPDIR:-/tmp}/softgost-reg.XXXXXX")
-trap 'rm -f "$reg" "$reg.query"' EXIT
+trap 'rm -f "$reg"' EXIT
 {
   printf 'Windows Registry Editor Version 5.00\r\n\r\n'
   printf '[%s\\Defaults\\Provider Types\\Type 075]\r\n"Name"="%s"\r\n"TypeName"="GOST R 34.10-2001 Signature with Diffie-Hellman Key Exchange"\r\n\r\n' "$base" "$name"
@@ -53,26 +53,10 @@ trap 'rm -f "$reg" "$reg.query"' EXIT
   fi
 } > "$reg"
 
-stamp="$prefix/.softgost-csp-registered"
-want=$(sha256sum < "$reg" | cut -c1-64)
-if [ -f "$stamp" ] && [ "$(cat "$stamp")" = "$want" ]; then
-  exit 0
-fi
-
-"$wine_tools/ensure-prefix.sh" "$prefix"
-. "$wine_tools/env.sh" "$prefix"
-# Output detached: Wine services started here must not hold the caller's pipes open.
-if ! wine reg import "$(printf 'Z:%s' "$reg" | sed 's|/|\\|g')" </dev/null >/dev/null 2>&1; then
-  echo "register.sh: wine reg import failed in $prefix" >&2
-  exit 1
-fi
-# Check that the provider key is there before recording success.
-wine reg query "HKLM\\Software\\Microsoft\\Cryptography\\Defaults\\Provider\\$name" /v "Image Path" \
-    </dev/null >"$reg.query" 2>/dev/null || true
-if ! grep -qF "softgost-csp.dll" "$reg.query"; then
-  echo "register.sh: provider key missing after import in $prefix" >&2
-  exit 1
-fi
-printf '%s\n' "$want" > "$stamp"
+rc=0
+"$wine_tools/reg-import.sh" "$prefix" "$reg" .softgost-csp-registered \
+    "HKLM\\Software\\Microsoft\\Cryptography\\Defaults\\Provider\\$name" "Image Path" "softgost-csp.dll" || rc=$?
+[ "$rc" -eq 3 ] && exit 0
+[ "$rc" -eq 0 ] || exit 1
 extra=; [ "$type2" = 1 ] && extra=" (and provider type 2 with its provider key missing)"
 echo "register.sh: registered $name in $prefix$extra"
