@@ -261,7 +261,6 @@ void SigContext::DisposeChildren() noexcept {
 void SigContext::ReleaseDocuments() noexcept {
     try {
         if (ownedDocument_ != nullptr) ownedDocument_->release();
-        if (parser_ != nullptr) parser_->resetDocumentPool();
     } catch (...) {
         trace::traceA("SigContext::~SigContext", "Unexpected error!");
     }

@@ -3,7 +3,6 @@
 #include <vector>
 
 #include <xercesc/dom/DOM.hpp>
-#include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xsec/framework/XSECURIResolver.hpp>
 
 #include "api/BaseContext.hpp"
@@ -67,7 +66,8 @@ public:
     // The common core: checks SignatureValue with cryptoKey (adopted by the signature),
     // then the digests of same-document references. Returns the outcome as an HRESULT.
     HRESULT Verify(XSECCryptoKey* cryptoKey);
-    // The document new nodes of this signature are made in.
+    // The document new nodes of this signature are made in: one of its own for a decoded
+    // signature (a signature being created will use its source document).
     xercesc::DOMDocument* GetCurrentDocument();
     UriResolver* GetUriResolver() noexcept { return &uriResolver_; }
 
@@ -96,7 +96,6 @@ private:
     std::vector<PCRYPT_XML_OBJECT> objPointers_;
     std::vector<RefContext*> refContexts_;
     std::vector<ObjContext*> objContexts_;
-    std::unique_ptr<xercesc::XercesDOMParser> parser_;  // the source document of a new signature
     xercesc::DOMDocument* ownedDocument_ = nullptr;
     std::unique_ptr<XSECProvider> provider_;
     DSIGSignature* xsecSig_ = nullptr;

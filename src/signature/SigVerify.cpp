@@ -134,7 +134,6 @@ void SigContext::CheckInternalDigests() {
 
 xercesc::DOMDocument* SigContext::GetCurrentDocument() {
     if (ownedDocument_ != nullptr) return ownedDocument_;
-    if (parser_ != nullptr && parser_->getDocument() != nullptr) return parser_->getDocument();
     static const XMLCh kCore[] = {'c', 'o', 'r', 'e', 0};
     xercesc::DOMImplementation* impl = xercesc::DOMImplementationRegistry::getDOMImplementation(kCore);
     ownedDocument_ = impl != nullptr ? impl->createDocument(xercesc::XMLPlatformUtils::fgMemoryManager) : nullptr;
