@@ -603,6 +603,28 @@ TEST_F(Verify, WithoutAKeyTheSignaturesKeyInfoSuppliesIt) {
               LastLine());
 }
 
+// A self-signed ECDSA P-256 certificate (openssl req -x509 -newkey ec): a key the
+// library has no provider for.
+constexpr char kEcdsaCertificate[] =
+    "MIIBjDCCATGgAwIBAgIUX4XAy425nWwyoCeVYs/0azYmL1EwCgYIKoZIzj0EAwIwGzEZMBcGA1UEAwwQdGFsdm9yYW4gZWMg"
+    "dGVzdDAeFw0yNjExMjExNDIxNDJaFw0zNjExMTgxNDIxNDJaMBsxGTAXBgNVBAMMEHRhbHZvcmFuIGVjIHRlc3QwWTATBgcq"
+    "hkjOPQIBBggqhkjOPQMBBwNCAARwat/eqMGdZjS9iBv6DfhQVC09BvHWZDuH1lZnyjSn4QNsAIbQTDdAV3Q5c5rDrMEyItNv"
+    "nCwSrTmP5RMKCKKeo1MwUTAdBgNVHQ4EFgQUyq7tXrVgUUbxKCliT7mXBldGxYkwHwYDVR0jBBgwFoAUyq7tXrVgUUbxKCli"
+    "T7mXBldGxYkwDwYDVR0TAQH/BAUwAwEB/zAKBggqhkjOPQQDAgNJADBGAiEA4CTv/8JXFbapNsxQ9jaVxPwpXfX07Rc9wUdq"
+    "aD3KQcECIQD3Tyt10kv+MU0A1EzfoyZSU83YjodTl7uHdSKjuSIGKg==";
+
+TEST_F(Verify, ACertificateKeyOfAnUnsupportedAlgorithmIsAnAlgorithmFailure) {
+    testing_support::SignRequest request;
+    request.keyInfo = [](DSIGSignature* sig) { sig->appendX509Data()->appendX509Certificate(Wide(kEcdsaCertificate).c_str()); };
+    request.method = DSIGConstants::s_unicodeStrURIRSA_SHA256;
+    Opened doc(testing_support::SignPayload(new WinCAPICryptoKeyRSA(rsaProv_.get(), AT_SIGNATURE, true), request));
+    ASSERT_EQ(S_OK, doc.hr());
+    EXPECT_EQ(CRYPT_XML_E_ALGORITHM, CryptXmlVerifySignature(doc.sig(), nullptr, 0));
+    // Returned, not thrown: the line is the one the key lookup wrote.
+    EXPECT_EQ(ExpectedLine(L"keyInfoKey::Import. the certificate's key algorithm is not supported."), LastLine());
+    EXPECT_EQ(Words(kNotResolved, 0), StatusOf(doc.sig()));
+}
+
 TEST_F(Verify, ACngKeyIsNotImplemented) {
     Opened doc(RsaSigned(RsaKeyInfo::kKeyValue));
     ASSERT_EQ(S_OK, doc.hr());
