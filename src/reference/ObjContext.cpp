@@ -23,9 +23,7 @@ constexpr char kConstructor[] = "ObjContext::ObjContext";
 
 ObjContext::ObjContext(SigContext* parentSigContext, DSIGObject* xsecObject, DWORD flags)
     : BaseContext(flags, true), parentSigContext_(parentSigContext) {
-    std::memset(&objStruct_, 0, sizeof(objStruct_));
-    objStruct_.cbSize = sizeof(CRYPT_XML_OBJECT);
-    objStruct_.hObject = this;
+    InitStruct();
     if (parentSigContext == nullptr) errors::Raise<hr::kInvalidArg>(kConstructor, "NULL == parentSigContext");
     if (xsecObject == nullptr) errors::Raise<hr::kInvalidArg>(kConstructor, "NULL == xsecObject");
     xsecObj_ = xsecObject;
@@ -38,10 +36,9 @@ ObjContext::ObjContext(SigContext* parentSigContext, DSIGObject* xsecObject, DWO
     structText::Set(encoding_, objStruct_.wszEncoding, xsecObject->getEncoding());
 
     // The Object element itself, so that a caller can read what it carries.
-    xmlBlob::EncodeNode(xsecObject->getElement(), false, parentSigContext->SerialCharset(), encoded_);
-    objStruct_.Encoded.dwCharset = static_cast<CRYPT_XML_CHARSET>(parentSigContext->SerialCharset());
-    objStruct_.Encoded.cbData = static_cast<ULONG>(encoded_.size());
-    objStruct_.Encoded.pbData = encoded_.empty() ? nullptr : encoded_.data();
+    std::vector<BYTE> element;
+    xmlBlob::EncodeNode(xsecObject->getElement(), false, parentSigContext->SerialCharset(), element);
+    PublishEncoded(element, parentSigContext->SerialCharset());
 
     try {
         LoadReferences(flags);
@@ -52,6 +49,19 @@ ObjContext::ObjContext(SigContext* parentSigContext, DSIGObject* xsecObject, DWO
 }
 
 ObjContext::~ObjContext() { DisposeManifestRefs(); }
+
+void ObjContext::InitStruct() {
+    std::memset(&objStruct_, 0, sizeof(objStruct_));
+    objStruct_.cbSize = sizeof(CRYPT_XML_OBJECT);
+    objStruct_.hObject = this;
+}
+
+void ObjContext::PublishEncoded(const std::vector<BYTE>& bytes, DWORD charset) {
+    encoded_ = bytes;
+    objStruct_.Encoded.dwCharset = static_cast<CRYPT_XML_CHARSET>(charset);
+    objStruct_.Encoded.cbData = static_cast<ULONG>(encoded_.size());
+    objStruct_.Encoded.pbData = encoded_.empty() ? nullptr : encoded_.data();
+}
 
 void ObjContext::DisposeManifestRefs() noexcept {
     for (RefContext* ref : manifestRefs_) {
@@ -101,15 +111,26 @@ void ObjContext::LoadReferences(DWORD flags) {
 
 void ObjContext::LoadManifestList(const xercesc::DOMElement* manifest) {
     try {
-        manifestEnv_ = std::make_unique<XSECEnv>(manifest->getOwnerDocument());
-        manifestEnv_->setIdByAttributeName(true);
-        // Manifest references to outside data are digested from what the caller fed them.
-        manifestEnv_->setURIResolver(parentSigContext_->GetUriResolver());
-        manifestList_.reset(DSIGReference::loadReferenceListFromXML(
-            manifestEnv_.get(), dsigDom::FirstChild(manifest, L"Reference")));
+        manifestList_.reset(DSIGReference::loadReferenceListFromXML(&ManifestEnv(),
+                                                                    dsigDom::FirstChild(manifest, L"Reference")));
     } catch (const XSECException& e) {
         throw CryptXmlException(L"ObjContext::LoadReferences", e.getMsg());
     }
+}
+
+// A Manifest is not part of xml-security-c's object model: its references live in an
+// environment of our own over the object's document.
+XSECEnv& ObjContext::ManifestEnv() {
+    if (manifestEnv_ == nullptr) {
+        auto env = std::make_unique<XSECEnv>(const_cast<xercesc::DOMDocument*>(xsecObj_->getElement()->getOwnerDocument()));
+        env->setIdByAttributeName(true);
+        env->setPrettyPrintFlag(false);
+        env->setDSIGNSPrefix(L"ds");
+        // Manifest references to outside data are digested from what the caller fed them.
+        env->setURIResolver(parentSigContext_->GetUriResolver());
+        manifestEnv_ = std::move(env);
+    }
+    return *manifestEnv_;
 }
 
 void ObjContext::GetStatus(CRYPT_XML_STATUS* out) const {

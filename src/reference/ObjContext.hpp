@@ -8,6 +8,7 @@
 #include "api/BaseContext.hpp"
 
 class DSIGObject;
+class DSIGReference;
 class DSIGReferenceList;
 class RefContext;
 class SigContext;
@@ -19,6 +20,11 @@ class ObjContext : public BaseContext {
 public:
     // An object loaded from a decoded signature.
     ObjContext(SigContext* parentSigContext, DSIGObject* xsecObject, DWORD flags);
+    // A new, empty object of a signature being created (a reference names it by its Id).
+    ObjContext(SigContext* parentSigContext, const wchar_t* wszId, DWORD flags);
+    // An object over a caller's Object element, already imported into the signature's
+    // document.
+    ObjContext(SigContext* parentSigContext, xercesc::DOMElement* objectElement, DWORD flags);
     ~ObjContext() override;
 
     void GetStatus(CRYPT_XML_STATUS* out) const override;
@@ -28,11 +34,26 @@ public:
     const wchar_t* Id() const noexcept { return objStruct_.wszId; }
     const std::vector<RefContext*>& GetManifestRefs() const noexcept { return manifestRefs_; }
     bool HoldsId(const wchar_t* id) const;
+    SigContext* ParentSignature() const noexcept { return parentSigContext_; }
+
+    // Encoding.
+    void AddReference(RefContext* refContext);
+    void SetCustomContent(DWORD dwFlags, const CRYPT_XML_BLOB* encodedBlob);
+    void CreateXsecObject();
+    // A new Reference element in this object's Manifest (made on first need).
+    DSIGReference* CreateManifestReference(const wchar_t* uri, const wchar_t* digestUri, const wchar_t* type);
+    // Digests the references made by CreateManifestReference; before the signature's own.
+    void HashManifest();
 
 private:
     void LoadReferences(DWORD flags);
     void LoadManifestList(const xercesc::DOMElement* manifest);
     void DisposeManifestRefs() noexcept;
+    void InitStruct();
+    void PublishEncoded(const std::vector<BYTE>& bytes, DWORD charset);
+    void CreateCustomXmlContent();
+    void CreateManifestXsecRefs();
+    XSECEnv& ManifestEnv();
 
     CRYPT_XML_OBJECT objStruct_;
     std::wstring id_;
@@ -47,4 +68,12 @@ private:
     // here, in an environment of our own over the same document.
     std::unique_ptr<XSECEnv> manifestEnv_;
     std::unique_ptr<DSIGReferenceList> manifestList_;
+
+    // Encoding: an object over a caller's element is ours (the signature does not list it);
+    // the references made for signing live in a list of their own.
+    std::unique_ptr<XSECEnv> objectEnv_;
+    std::unique_ptr<DSIGObject> ownedObject_;
+    std::unique_ptr<DSIGReferenceList> createdManifest_;
+    xercesc::DOMElement* manifestElement_ = nullptr;
+    bool imported_ = false;
 };

@@ -15,6 +15,21 @@ class SigContext;
 // the manifest list does).
 class RefContext : public BaseContext {
 public:
+    // What CryptXmlCreateReference asks for.
+    struct NewReference {
+        const wchar_t* id;
+        const wchar_t* uri;
+        const wchar_t* type;
+        const CRYPT_XML_ALGORITHM* digestMethod;
+        ULONG cTransform;
+        const CRYPT_XML_ALGORITHM* rgTransform;
+    };
+
+    // A new reference of a signature; with pointee, the reference to a new object
+    // (flags must then carry CRYPT_XML_FLAG_CREATE_REFERENCE_AS_OBJECT, else must not).
+    RefContext(SigContext* parentSigContext, DWORD flags, const NewReference& args, ObjContext* pointee);
+    // A new reference in the Manifest of an object.
+    RefContext(ObjContext* parentObjContext, DWORD flags, const NewReference& args);
     // A reference loaded from a decoded signature; refElement is its Reference element.
     RefContext(SigContext* parentSigContext, DSIGReference* xsecRef, const xercesc::DOMElement* refElement,
                DWORD flags);
@@ -32,6 +47,13 @@ public:
     bool HashSizeSatisfySizeLimit() const;
     // Appends the references of the Manifest this reference points to.
     void GetManifestRefs(std::vector<RefContext*>& list) const;
+    // Builds the xml-security-c reference of a new reference (signing).
+    void CreateXsecRef();
+    // After signing: a digest computed from the caller's data counts as valid.
+    void MarkSigned();
+    // A new reference whose external data the caller has not fed yet.
+    bool AwaitsData() const noexcept;
+    DSIGReference* XsecReference() const noexcept { return xsecRef_; }
 
     const CRYPT_XML_REFERENCE* GetReferenceStruct() const noexcept { return refStructWrap_.Get(); }
     CRYPT_XML_REFERENCE* GetReferenceStruct() noexcept { return refStructWrap_.GetPtr(); }
@@ -41,6 +63,9 @@ public:
 
 private:
     void InitNewReference(DSIGReference* xsecRef, const xercesc::DOMElement* refElement);
+    void InitNewReference(const NewReference& args, DWORD flags);
+    SigContext* OwningSignature() const noexcept;
+    void AppendXsecTransforms();
     void LoadDigestValue(const xercesc::DOMElement* refElement);
     void LoadTransforms(const xercesc::DOMElement* refElement);
     void LinkPointee();

@@ -296,7 +296,7 @@ bool SigContext::IdIsUnique(const wchar_t* id) const {
     for (const RefContext* ref : refContexts_) {
         if (ref->Id() != nullptr && std::wcscmp(ref->Id(), id) == 0) return false;
     }
-    return true;
+    return sourceIds_.count(id) == 0;
 }
 
 ObjContext* SigContext::FindObjContextByRefURI(const wchar_t* refURI) const {

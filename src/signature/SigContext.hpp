@@ -1,11 +1,15 @@
 #pragma once
 #include <memory>
+#include <set>
+#include <string>
 #include <vector>
 
 #include <xercesc/dom/DOM.hpp>
+#include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xsec/framework/XSECURIResolver.hpp>
 
 #include "api/BaseContext.hpp"
+#include "crypto/CapiHandles.hpp"
 #include "signature/SignatureStructWrap.hpp"
 
 class DocContext;
@@ -36,6 +40,9 @@ public:
 
     // Decodes a Signature element of a document opened by parentDocContext.
     SigContext(DocContext* parentDocContext, xercesc::DOMElement* domSigNode, DWORD flags);
+    // A new signature, to be placed in the source document (or alone when there is none).
+    SigContext(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* pConfig, DWORD flags, const wchar_t* wszId,
+               const CRYPT_XML_PROPERTY* rgProperty, ULONG cProperty, const CRYPT_XML_BLOB* pEncoded);
     ~SigContext() override;
 
     void GetStatus(CRYPT_XML_STATUS* out) const override;
@@ -44,6 +51,8 @@ public:
     CRYPT_XML_SIGNATURE* GetSignatureStruct() noexcept { return sigStruct_.GetPtr(); }
     DocContext* ParentDocContext() const noexcept { return parentDocContext_; }
     DSIGSignature* XsecSignature() const noexcept { return xsecSig_; }
+    // The Signature element a new signature was given when signing began, else null.
+    xercesc::DOMElement* SignatureElement() const noexcept { return sigElement_; }
     const std::vector<RefContext*>& References() const noexcept { return refContexts_; }
     const std::vector<ObjContext*>& Objects() const noexcept { return objContexts_; }
 
@@ -51,8 +60,21 @@ public:
     DWORD OutputCharset() const noexcept;
     // The charset XML of this signature is actually serialised in (unknown values: UTF-8).
     DWORD SerialCharset() const noexcept;
-    // True for a null or empty Id and for one no reference or object here carries.
+    // True for a null or empty Id and for one that no reference or object here and no
+    // element of the source document carries.
     bool IdIsUnique(const wchar_t* id) const;
+    bool IsOpenedToEncode() const noexcept;
+
+    // Encoding: children of a new signature, signing, writing.
+    void AddReference(RefContext* refContext);
+    void AddObject(ObjContext* objContext);
+    const CRYPT_XML_OBJECT* AddObject(const CRYPT_XML_BLOB* encodedBlob);
+    void Sign(HCRYPTPROV hProv, DWORD dwKeySpec, DWORD dwFlags, DWORD dwKeyInfoSpec, const void* pvKeyInfoSpec,
+              const CRYPT_XML_ALGORITHM* pSignatureMethod, const CRYPT_XML_ALGORITHM* pCanonicalization);
+    void Encode(DWORD dwCharset, const CRYPT_XML_PROPERTY* rgProperty, ULONG cProperty, void* pvCallbackState,
+                PFN_CRYPT_XML_WRITE_CALLBACK pfnWrite);
+    // Every object builds its xml-security-c object (signing).
+    void CreateObjects();
     // The object whose Id the URI names after its first character, or null.
     ObjContext* FindObjContextByRefURI(const wchar_t* refURI) const;
 
@@ -66,8 +88,8 @@ public:
     // The common core: checks SignatureValue with cryptoKey (adopted by the signature),
     // then the digests of same-document references. Returns the outcome as an HRESULT.
     HRESULT Verify(XSECCryptoKey* cryptoKey);
-    // The document new nodes of this signature are made in: one of its own for a decoded
-    // signature (a signature being created will use its source document).
+    // The document new nodes of this signature are made in: the source document of a new
+    // signature, else one of its own.
     xercesc::DOMDocument* GetCurrentDocument();
     UriResolver* GetUriResolver() noexcept { return &uriResolver_; }
 
@@ -87,6 +109,26 @@ private:
     void RecordFailure(DWORD extraError);
     void CheckInternalDigests();
 
+    void ApplyProperties(const CRYPT_XML_PROPERTY* rgProperty, ULONG cProperty);
+    void InitSourceXml(const CRYPT_XML_BLOB* blob);
+    void CollectSourceIds(const xercesc::DOMElement* element);
+    void SignSteps(HCRYPTPROV hProv, DWORD dwKeySpec, DWORD dwFlags, DWORD dwKeyInfoSpec, const void* pvKeyInfoSpec,
+                   const CRYPT_XML_ALGORITHM* pSignatureMethod, const CRYPT_XML_ALGORITHM* pCanonicalization);
+    void CreateSigNode(const CRYPT_XML_ALGORITHM* pSignatureMethod, const CRYPT_XML_ALGORITHM* pCanonicalization);
+    void CreateReferences();
+    void CheckSignedSizes();
+    void SetupSigningKey(HCRYPTPROV hProv, DWORD dwKeySpec, bool addKeyValue);
+    void SetupRsaSigningKey(HCRYPTPROV hProv, DWORD dwKeySpec, bool addKeyValue);
+    void SetupDsaSigningKey(HCRYPTPROV hProv, DWORD dwKeySpec, bool addKeyValue);
+    void SetupGostSigningKey(HCRYPTPROV hProv, DWORD dwKeySpec, bool addKeyValue);
+    void AddKeyInfoSpec(DWORD dwKeyInfoSpec, const void* pvKeyInfoSpec);
+    void AddEncodedKeyInfo(const CRYPT_XML_BLOB* keyInfoBlob);
+    void AddKeyInfoParam(const CRYPT_XML_KEYINFO_PARAM& param);
+    void EnsureKeyInfoElement();
+    xercesc::DOMElement* KeyInfoElement() const;
+    xercesc::DOMDocument* SourceDocument() const;
+    void AppendObjectPointer(ObjContext* obj);
+
     UriResolver uriResolver_;
     DocContext* parentDocContext_;
     ULONG hmacSecretLength_ = 0;
@@ -99,4 +141,12 @@ private:
     xercesc::DOMDocument* ownedDocument_ = nullptr;
     std::unique_ptr<XSECProvider> provider_;
     DSIGSignature* xsecSig_ = nullptr;
+
+    // Encoding only.
+    std::unique_ptr<xercesc::XercesDOMParser> parser_;  // holds the source document
+    xercesc::DOMElement* sigElement_ = nullptr;         // the Signature element created
+    std::wstring location_;
+    bool docDeclaration_ = false;
+    std::set<std::wstring> sourceIds_;
+    crypto::ProvHandle hProv_;  // a provider reopened for SHA-2 while signing
 };

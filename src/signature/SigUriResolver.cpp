@@ -7,6 +7,7 @@
 #include <xercesc/util/BinMemInputStream.hpp>
 
 #include "api/Trace.hpp"
+#include "reference/ObjContext.hpp"
 #include "reference/RefContext.hpp"
 #include "signature/SigContext.hpp"
 
@@ -24,8 +25,10 @@ bool IsManifestReference(const RefContext* ref) {
     return type != nullptr && std::wcscmp(type, kManifestType) == 0;
 }
 
-// A stream over a copy of what the reference holds (possibly nothing).
+// A stream over a copy of what the reference holds (possibly nothing). A new reference the
+// caller has fed nothing yet gets none: signing it fails as an unresolved reference.
 std::unique_ptr<xercesc::BinInputStream> StreamOver(const RefContext* ref) {
+    if (ref->AwaitsData()) return nullptr;
     static const XMLByte kNothing = 0;
     const std::vector<BYTE>& data = ref->ResolvedData();
     const XMLByte* bytes = data.empty() ? &kNothing : data.data();
@@ -53,7 +56,14 @@ xercesc::BinInputStream* SigContext::UriResolver::resolveURI(const XMLCh* uri) {
             if (Carries(manifestRef, uri)) remembered = StreamOver(manifestRef);
         }
     }
-    return remembered.release();
+    if (remembered != nullptr) return remembered.release();
+    // Manifests of new objects, which no reference of the signature needs to point to.
+    for (const ObjContext* obj : owner_->Objects()) {
+        for (const RefContext* manifestRef : obj->GetManifestRefs()) {
+            if (Carries(manifestRef, uri)) return StreamOver(manifestRef).release();
+        }
+    }
+    return nullptr;
 }
 
 XSECURIResolver* SigContext::UriResolver::clone() { return new UriResolver(owner_); }

@@ -133,6 +133,7 @@ void SigContext::CheckInternalDigests() {
 }
 
 xercesc::DOMDocument* SigContext::GetCurrentDocument() {
+    if (xercesc::DOMDocument* source = SourceDocument()) return source;
     if (ownedDocument_ != nullptr) return ownedDocument_;
     static const XMLCh kCore[] = {'c', 'o', 'r', 'e', 0};
     xercesc::DOMImplementation* impl = xercesc::DOMImplementationRegistry::getDOMImplementation(kCore);

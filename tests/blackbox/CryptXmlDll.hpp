@@ -39,6 +39,11 @@ public:
     decltype(&::CryptXmlImportPublicKey) ImportPublicKey;
     decltype(&::CryptXmlImportPublicKeyCAPI) ImportPublicKeyCAPI;
     decltype(&::CryptXmlDigestReference) DigestReference;
+    decltype(&::CryptXmlOpenToEncode) OpenToEncode;
+    decltype(&::CryptXmlCreateReference) CreateReference;
+    decltype(&::CryptXmlAddObject) AddObject;
+    decltype(&::CryptXmlSign) Sign;
+    decltype(&::CryptXmlEncode) Encode;
 
     std::wstring LastMessage() const {
         wchar_t buffer[4098] = {};
@@ -69,6 +74,11 @@ private:
         Bind(ImportPublicKey, "CryptXmlImportPublicKey");
         Bind(ImportPublicKeyCAPI, "CryptXmlImportPublicKeyCAPI");
         Bind(DigestReference, "CryptXmlDigestReference");
+        Bind(OpenToEncode, "CryptXmlOpenToEncode");
+        Bind(CreateReference, "CryptXmlCreateReference");
+        Bind(AddObject, "CryptXmlAddObject");
+        Bind(Sign, "CryptXmlSign");
+        Bind(Encode, "CryptXmlEncode");
     }
 
     template <class F>
