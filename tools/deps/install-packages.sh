@@ -15,6 +15,7 @@ TALVORAN_PACKAGES="
   python3
   openssl libengine-gost-openssl
   xmlsec1 gcc pkg-config libxml2-dev libxslt1-dev libssl-dev
+  libxml-security-java default-jdk-headless
   debian-archive-keyring ca-certificates
 "
 

@@ -98,3 +98,52 @@ peers_xmlsec1() {
         "$bin" "$@"
     fi
 }
+
+# Debian's Apache Santuario (package libxml-security-java) and what it needs at run
+# time. slf4j-nop keeps Santuario's own logging off stderr (it warns on every failed
+# verification); TALVORAN_SANTUARIO_DEBUG=1 swaps in slf4j-simple at debug level.
+_peers_santuario_jars() {
+    local logger=slf4j-nop.jar
+    [ -z "${TALVORAN_SANTUARIO_DEBUG:-}" ] || logger=slf4j-simple.jar
+    echo /usr/share/java/xmlsec.jar /usr/share/java/commons-codec.jar \
+        /usr/share/java/slf4j-api.jar "/usr/share/java/$logger"
+}
+
+# Prints the directory holding the compiled SantuarioPeer, compiling it on first use:
+# $TALVORAN_CACHE/santuario-peer/<key>, key = hash of the source, the compiler and the
+# Santuario jar, so an edit or a package upgrade recompiles.
+peers_santuario_classes() {
+    local src=$PEERS_DIR/santuario/SantuarioPeer.java jar cp key dest tmp
+    command -v javac >/dev/null 2>&1 \
+        || peers_die "javac missing (Debian package default-jdk-headless; run tools/deps/install-packages.sh)"
+    for jar in $(_peers_santuario_jars); do
+        [ -f "$jar" ] || peers_die "$jar missing (Debian package libxml-security-java; run tools/deps/install-packages.sh)"
+    done
+    [ -f "$src" ] || peers_die "$src missing"
+    key=$({ sha256sum < "$src"; javac -version 2>&1; sha256sum < /usr/share/java/xmlsec.jar; } \
+        | sha256sum | cut -c1-16)
+    dest="${TALVORAN_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/talvoran-cryptxml}/santuario-peer/$key"
+    if [ ! -f "$dest/SantuarioPeer.class" ]; then
+        mkdir -p "$(dirname "$dest")" || peers_die "cannot create $(dirname "$dest")"
+        # Compiled aside and renamed into place: parallel tests may race to compile.
+        tmp=$(mktemp -d "$(dirname "$dest")/.build.XXXXXX") || peers_die "mktemp failed"
+        cp=$(_peers_santuario_jars | tr ' ' ':')
+        if ! javac -nowarn -encoding UTF-8 -cp "$cp" -d "$tmp" "$src" >&2; then
+            rm -rf "$tmp"
+            peers_die "javac failed on $src"
+        fi
+        mv -T "$tmp" "$dest" 2>/dev/null || rm -rf "$tmp"
+        [ -f "$dest/SantuarioPeer.class" ] || peers_die "no SantuarioPeer.class in $dest"
+    fi
+    echo "$dest"
+}
+
+# peers_santuario ARGS...: runs SantuarioPeer with ARGS (exit code passed through).
+peers_santuario() {
+    local classes cp
+    classes=$(peers_santuario_classes) || exit 2
+    cp="$classes:$(_peers_santuario_jars | tr ' ' ':')"
+    # The JIT's first tier is plenty for one document and starts faster.
+    java -XX:+UseSerialGC -XX:TieredStopAtLevel=1 \
+        -Dorg.slf4j.simpleLogger.defaultLogLevel=debug -cp "$cp" SantuarioPeer "$@"
+}

@@ -8,7 +8,9 @@
 # verifies with the GOST build and a tampered copy does not; raw GOST signatures with
 # openssl in all three formats; and that the GOST SignatureValues (ours and the
 # vector's) are exactly what openssl-gost-verify.sh accepts over the canonical
-# SignedInfo, i.e. raw format = SignatureValue byte order.
+# SignedInfo, i.e. raw format = SignatureValue byte order. Santuario (Java) verifies
+# every non-GOST document too, and its canonical SignedInfo of the GOST documents is
+# byte for byte xmlsec1's, also under GOST URIs neither of them knows.
 set -uo pipefail
 HERE=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=peers-lib.sh
@@ -46,6 +48,8 @@ GOST_CONF=$(peers_gost_conf) || exit 2
 echo "GOST xmlsec1: $GOST_XMLSEC1 ($("$GOST_XMLSEC1" --version))"
 echo "GOST OpenSSL configuration: $GOST_CONF"
 echo "stock xmlsec1: $(peers_stock_xmlsec1) ($(/usr/bin/xmlsec1 --version))"
+SANTUARIO_CLASSES=$(peers_santuario_classes) || exit 2
+echo "Santuario: libxml-security-java $(dpkg-query -W -f='${Version}' libxml-security-java 2>/dev/null), peer classes in $SANTUARIO_CLASSES"
 
 # 0. The engine is there and hashes a known answer (CryptoPro parameter set, "abc").
 abc=$(printf abc | OPENSSL_CONF="$GOST_CONF" openssl dgst -md_gost94 -r 2>/dev/null | cut -d' ' -f1)
@@ -92,6 +96,26 @@ for tmpl in "$HERE"/templates/*.xml; do
             else
                 fail "$name: KeyValue empty"
             fi ;;
+    esac
+
+    # The same document through Santuario, which knows no GOST.
+    [ "$kind" = gost2001 ] && continue
+    expect 0 "$name: Santuario verifies" "$HERE/santuario-verify.sh" "$kind" "$doc" "$W/keys"
+    expect 1 "$name: Santuario: tampered copy fails" \
+        "$HERE/santuario-verify.sh" "$kind" "$W/signed/$name.tampered.xml" "$W/keys"
+    expect 1 "$name: Santuario: another key fails" "$HERE/santuario-verify.sh" "$kind" "$doc" "$W/keys2"
+    expect 1 "$name: Santuario: another kind fails" "$HERE/santuario-verify.sh" "$other" "$doc" "$W/keys"
+    case $name in
+        *-x509)
+            expect 0 "$name: Santuario verifies with the document's certificate" \
+                "$HERE/santuario-verify.sh" --doc-key "$kind" "$doc" "$W/keys"
+            expect 1 "$name: Santuario: document's certificate not trusted fails" \
+                "$HERE/santuario-verify.sh" --doc-key "$kind" "$doc" "$W/keys2" ;;
+        *-keyvalue)
+            expect 0 "$name: Santuario verifies with the document's KeyValue" \
+                "$HERE/santuario-verify.sh" --doc-key "$kind" "$doc" "$W/keys"
+            expect 1 "$name: Santuario: tampered copy fails with the document's KeyValue" \
+                "$HERE/santuario-verify.sh" --doc-key "$kind" "$W/signed/$name.tampered.xml" "$W/keys" ;;
     esac
 done
 
@@ -185,6 +209,52 @@ if signed_info "$W/si-vec.xml" --pubkey-pem "$W/veckeys/gost2001-pub.pem" --enab
         "$HERE/openssl-gost-verify.sh" --base64 "$W/veckeys/gost2001-cert.pem" "$W/si-vec.xml" "$W/sv-vec.b64"
 else
     fail "cannot extract SignedInfo/SignatureValue of enveloped-gost2001.xml"
+fi
+
+# 6. Santuario's canonical SignedInfo is xmlsec1's: both of its ways on a document it
+# can verify, and the fallback on the GOST documents, whose algorithms it does not know.
+# same_bytes DESCRIPTION A B
+same_bytes() {
+    if cmp -s "$2" "$3"; then pass "$1"; else fail "$1 ($2 and $3 differ)"; fi
+}
+rsa_doc="$W/signed/rsa-sha256-x509.xml"
+if signed_info "$W/si-rsa.xml" --pubkey-pem "$W/keys/rsa-pub.pem" --enabled-key-data key-name "$rsa_doc"; then
+    expect 0 "Santuario SignedInfo (rsa-sha256): written" "$HERE/santuario-signedinfo.sh" "$rsa_doc" "$W/si-rsa.santuario"
+    same_bytes "Santuario SignedInfo (rsa-sha256) = xmlsec1's" "$W/si-rsa.xml" "$W/si-rsa.santuario"
+    expect 0 "Santuario SignedInfo --direct (rsa-sha256): written" \
+        "$HERE/santuario-signedinfo.sh" --direct "$rsa_doc" "$W/si-rsa.direct"
+    same_bytes "Santuario SignedInfo --direct (rsa-sha256) = xmlsec1's" "$W/si-rsa.xml" "$W/si-rsa.direct"
+else
+    fail "cannot extract SignedInfo of rsa-sha256-x509.xml"
+fi
+for which in ours vec; do
+    case $which in
+        ours) doc="$W/signed/gost2001-x509.xml" cert="$W/keys/gost2001-cert.pem" ;;
+        vec)  doc=$vec cert="$W/veckeys/gost2001-cert.pem" ;;
+    esac
+    [ -f "$W/si-$which.xml" ] || { fail "gost2001 ($which): no SignedInfo from xmlsec1 to compare"; continue; }
+    expect 0 "Santuario SignedInfo (gost2001, $which): written" \
+        "$HERE/santuario-signedinfo.sh" "$doc" "$W/si-$which.santuario"
+    same_bytes "Santuario SignedInfo (gost2001, $which) = xmlsec1's" "$W/si-$which.xml" "$W/si-$which.santuario"
+    expect 0 "Santuario SignatureValue (gost2001, $which): written" \
+        peers_santuario signaturevalue "$doc" "$W/sv-$which.raw"
+    expect 0 "gost2001 ($which): openssl verifies Santuario's SignatureValue over its SignedInfo" \
+        "$HERE/openssl-gost-verify.sh" "$cert" "$W/si-$which.santuario" "$W/sv-$which.raw"
+done
+# The same under the CryptoPro URNs: only the Algorithm strings change in the canonical
+# form, so xmlsec1's buffer with the same substitution is the expected value.
+cp_sub='s#http://www.w3.org/2001/04/xmldsig-more\#gostr34102001-gostr3411#urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411#; s#http://www.w3.org/2001/04/xmldsig-more\#gostr3411#urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411#'
+if [ -f "$W/si-ours.xml" ]; then
+    sed "$cp_sub" "$W/signed/gost2001-x509.xml" > "$W/gost2001-cpxmlsec.xml"
+    sed "$cp_sub" "$W/si-ours.xml" > "$W/si-cpxmlsec.expected"
+    if grep -q 'urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411"' "$W/si-cpxmlsec.expected"; then
+        expect 0 "Santuario SignedInfo (gost2001 under cpxmlsec URNs): written" \
+            "$HERE/santuario-signedinfo.sh" "$W/gost2001-cpxmlsec.xml" "$W/si-cpxmlsec.santuario"
+        same_bytes "Santuario SignedInfo (gost2001 under cpxmlsec URNs) = xmlsec1's, URNs swapped" \
+            "$W/si-cpxmlsec.expected" "$W/si-cpxmlsec.santuario"
+    else
+        fail "cpxmlsec URN substitution changed nothing"
+    fi
 fi
 
 echo "$((checks - failures))/$checks checks passed"
