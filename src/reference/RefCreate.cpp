@@ -21,6 +21,7 @@ constexpr char kConstructor[] = "RefContext::RefContext";
 constexpr char kInit[] = "RefContext::InitNewReference";
 constexpr char kCreate[] = "RefContext::CreateXsecRef";
 constexpr size_t kUriMax = 8192;
+constexpr unsigned int kDigestMax = 128;  // CRYPT_XML_DIGEST_VALUE_MAX, checked before
 constexpr wchar_t kBase64Uri[] = L"http://www.w3.org/2000/09/xmldsig#base64";
 constexpr wchar_t kEnvelopedUri[] = L"http://www.w3.org/2000/09/xmldsig#enveloped-signature";
 constexpr const wchar_t* kCanonUris[] = {
@@ -148,6 +149,12 @@ void RefContext::AppendXsecTransforms() {
 }
 
 void RefContext::MarkSigned() {
+    // The digest just written is published, as a decoded reference publishes its own.
+    if (xsecRef_ != nullptr) {
+        XMLByte digest[kDigestMax] = {};
+        const unsigned int length = xsecRef_->readHash(digest, kDigestMax);
+        refStructWrap_.SetDigestValue(std::vector<BYTE>(digest, digest + length));
+    }
     CRYPT_XML_STATUS status = Status();
     if ((status.dwErrorStatus & CRYPT_XML_STATUS_ERROR_NOT_RESOLVED) == 0) return;
     status.dwErrorStatus = 0;
