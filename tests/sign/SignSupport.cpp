@@ -168,7 +168,9 @@ Container::Container(DWORD provType, const wchar_t* name, DWORD keySpec, ALG_ID 
 
 // Wine's providers write a container's keys only when its last handle goes: reopened, the
 // container is what any other handle on it (the library's own included) sees.
+// Wine's DSS provider keeps keys in the handle only: its container is used as it is.
 void Container::Reopen() {
+    if (provType_ == PROV_DSS) return;
     CryptReleaseContext(prov_, 0);
     prov_ = 0;
     if (!CryptAcquireContextW(&prov_, name_.c_str(), nullptr, provType_, 0)) {
