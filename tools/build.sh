@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The project's two entry points, for a fresh machine as for a warm one:
-#   tools/build.sh main   build everything, then run the main program under Wine
+#   tools/build.sh main   build everything, then sign and verify a sample invoice under Wine
 #   tools/build.sh test   build everything, then run the whole test suite under Wine
 # Missing Debian packages, the dependency builds (cached outside the work tree) and the
 # Wine prefix are set up on the way; what is already there is reused.
@@ -28,7 +28,10 @@ trap '"$root/tools/wine/server.sh" stop "$prefix"' EXIT
 
 case "$what" in
   main)
-    "$root/tools/wine/run.sh" "$prefix" "$build/bin/cryptxml-catalog.exe"
+    # Sign a sample invoice with a GOST key of the software GOST provider, write it to
+    # build/signed-invoice.xml, verify it again and print the statuses.
+    "$root/tools/softgost-csp/register.sh" "$prefix" --dll "$build/bin/softgost-csp.dll" >/dev/null
+    (cd "$build" && "$root/tools/wine/run.sh" "$prefix" "$build/bin/cryptxml-sign-invoice.exe" signed-invoice.xml)
     ;;
   test)
     ctest --test-dir "$build" --output-on-failure -j2
