@@ -417,6 +417,26 @@ TEST_F(Sign, SigningTwiceIsAnInvalidOperation) {
     ExpectLine(L"CryptXmlSign", Msg("SigContext::Sign", "Invalid operation."));
 }
 
+TEST_F(Sign, NoObjectIsAddedAfterSigning) {
+    SignedHmac made;
+    ASSERT_EQ(S_OK, made.hr);
+    const CRYPT_XML_BLOB object = Blob("<Object xmlns=\"http://www.w3.org/2000/09/xmldsig#\"/>");
+    EXPECT_EQ(kOperation, dll().AddObject(made.sig.h(), 0, nullptr, 0, &object, nullptr));
+    ExpectLine(L"CryptXmlAddObject", Msg("SigContext::AddObject", "Invalid operation."));
+    const CRYPT_XML_ALGORITHM digest = Alg(kSha256);
+    HCRYPTXML ref = nullptr;
+    EXPECT_EQ(kOperation, dll().CreateReference(made.sig.h(), 0, nullptr, L"", nullptr, &digest, 0, nullptr, &ref));
+}
+
+TEST_F(Sign, MalformedEncodedKeyInfoIsAFormatError) {
+    NewSig sig(kDoc);
+    ASSERT_NE(nullptr, sig.Ref(L"", {kEnveloped}));
+    const CRYPT_XML_BLOB blob = Blob("<KeyInfo><KeyName>k</KeyInfo>");
+    ASSERT_EQ(S_OK, dll().SetHMACSecret(sig.h(), reinterpret_cast<const BYTE*>(kSecret.data()), 32));
+    EXPECT_EQ(kInvalidFormat, sig.SignWith(0, 0, kHmacSha256, 0, CRYPT_XML_KEYINFO_SPEC_ENCODED, &blob));
+    EXPECT_EQ(0x80000000u, sig.Status().dwInfoStatus);
+}
+
 TEST_F(Sign, SignedSignaturePublishesStatusButNoValue) {
     NewSig sig(kDoc);
     const HCRYPTXML ref = sig.Ref(L"", {kEnveloped, kC14n});
