@@ -319,20 +319,8 @@ TEST_F(SignKeys, EnvelopingDetachedAndManifest) {
     // Detached: external data from the caller.
     HCRYPTXML external = sig.Ref(L"urn:example:data");
     ASSERT_NE(nullptr, external);
-    struct Feed {
-        std::string data;
-        size_t at = 0;
-    } feed{data};
-    CRYPT_XML_DATA_PROVIDER provider{&feed, 0,
-                                     [](void* s, BYTE* pb, ULONG cb, ULONG* read) -> HRESULT {
-                                         auto* f = static_cast<Feed*>(s);
-                                         const size_t n = std::min<size_t>(cb, f->data.size() - f->at);
-                                         std::memcpy(pb, f->data.data() + f->at, n);
-                                         f->at += n;
-                                         *read = static_cast<ULONG>(n);
-                                         return S_OK;
-                                     },
-                                     [](void*) -> HRESULT { return S_OK; }};
+    DataFeed feed(data);
+    CRYPT_XML_DATA_PROVIDER provider = feed.Provider();
     ASSERT_EQ(S_OK, dll().DigestReference(external, 0, &provider)) << Last();
     EXPECT_EQ(0x80000008u, sig.Status(external).dwInfoStatus);
     EXPECT_EQ(0u, sig.Status(external).dwErrorStatus);
@@ -344,7 +332,7 @@ TEST_F(SignKeys, EnvelopingDetachedAndManifest) {
     HCRYPTXML manifestRef = nullptr;
     ASSERT_EQ(S_OK, dll().CreateReference(manifestObj->hObject, 0, nullptr, L"urn:example:manifest-data", nullptr,
                                           &digest, 0, nullptr, &manifestRef));
-    feed.at = 0;
+    feed.Reset(data);
     ASSERT_EQ(S_OK, dll().DigestReference(manifestRef, 0, &provider));
     ASSERT_EQ(S_OK, sig.SignHmac(kSecret)) << Last();
     const std::string xml = sig.Encode();
@@ -365,9 +353,9 @@ TEST_F(SignKeys, EnvelopingDetachedAndManifest) {
     const CRYPT_XML_SIGNATURE* decoded = ctxt->rgpSignature[0];
     ASSERT_EQ(2u, decoded->cObject);
     ASSERT_EQ(1u, decoded->rgpObject[1]->Manifest.cReference);
-    feed.at = 0;
+    feed.Reset(data);
     EXPECT_EQ(S_OK, dll().DigestReference(decoded->rgpObject[1]->Manifest.rgpReference[0]->hReference, 0, &provider));
-    feed = Feed{"tampered"};
+    feed.Reset("tampered");
     EXPECT_EQ(static_cast<HRESULT>(CRYPT_XML_E_INVALID_DIGEST),
               dll().DigestReference(decoded->rgpObject[1]->Manifest.rgpReference[0]->hReference, 0, &provider));
     dll().Close(doc);

@@ -97,24 +97,6 @@ bool OpenNew(DWORD provType, const std::wstring& name, HCRYPTPROV* prov) {
     return CryptAcquireContextW(prov, name.c_str(), nullptr, provType, CRYPT_NEWKEYSET) != FALSE;
 }
 
-// Serves a string through a data provider.
-struct Feed {
-    std::string data;
-    size_t offset = 0;
-};
-
-HRESULT CALLBACK FeedRead(void* state, BYTE* pb, ULONG cb, ULONG* read) {
-    auto* feed = static_cast<Feed*>(state);
-    const size_t left = feed->data.size() - feed->offset;
-    const size_t n = left < cb ? left : cb;
-    std::memcpy(pb, feed->data.data() + feed->offset, n);
-    feed->offset += n;
-    *read = static_cast<ULONG>(n);
-    return S_OK;
-}
-
-HRESULT CALLBACK FeedClose(void*) { return S_OK; }
-
 // Opens xml, runs `verify` on its first signature after feeding the external data, and
 // reads the statuses.
 template <class VerifyFn>
@@ -133,8 +115,8 @@ Verified Check(const std::string& xml, const std::vector<std::pair<std::wstring,
             const CRYPT_XML_REFERENCE* ref = sig->SignedInfo.rgpReference[i];
             for (const auto& item : external) {
                 if (ref->wszUri == nullptr || item.first != ref->wszUri) continue;
-                Feed feed{item.second};
-                CRYPT_XML_DATA_PROVIDER provider{&feed, 0, FeedRead, FeedClose};
+                DataFeed feed(item.second);
+                CRYPT_XML_DATA_PROVIDER provider = feed.Provider();
                 dll().DigestReference(ref->hReference, 0, &provider);
             }
         }
@@ -153,10 +135,35 @@ Verified Check(const std::string& xml, const std::vector<std::pair<std::wstring,
 
 }  // namespace
 
+HRESULT CALLBACK DataFeed::Read(void* state, BYTE* pb, ULONG cb, ULONG* read) {
+    auto* feed = static_cast<DataFeed*>(state);
+    const size_t left = feed->data_.size() - feed->offset_;
+    const size_t n = left < cb ? left : cb;
+    std::memcpy(pb, feed->data_.data() + feed->offset_, n);
+    feed->offset_ += n;
+    *read = static_cast<ULONG>(n);
+    return S_OK;
+}
+
+HRESULT CALLBACK DataFeed::Close(void*) { return S_OK; }
+
 Container::Container(DWORD provType, const wchar_t* name, DWORD keySpec, ALG_ID algId, DWORD keyFlags)
     : provType_(provType), name_(name) {
+    Fill([&](HCRYPTKEY* key) { return CryptGenKey(prov_, algId != 0 ? algId : keySpec, keyFlags, key) != FALSE; });
+}
+
+Container::Container(DWORD provType, const wchar_t* name, const Bytes& privateBlob)
+    : provType_(provType), name_(name) {
+    Fill([&](HCRYPTKEY* key) {
+        return CryptImportKey(prov_, privateBlob.data(), static_cast<DWORD>(privateBlob.size()), 0, 0, key) != FALSE;
+    });
+}
+
+// A new container, given its key by makeKey; on failure the error is kept and no handle.
+template <class MakeKey>
+void Container::Fill(MakeKey&& makeKey) {
     HCRYPTKEY key = 0;
-    if (!OpenNew(provType, name_, &prov_) || !CryptGenKey(prov_, algId != 0 ? algId : keySpec, keyFlags, &key)) {
+    if (!OpenNew(provType_, name_, &prov_) || !makeKey(&key)) {
         error_ = GetLastError();
         if (prov_ != 0) CryptReleaseContext(prov_, 0);
         prov_ = 0;
@@ -177,20 +184,6 @@ void Container::Reopen() {
         error_ = GetLastError();
         prov_ = 0;
     }
-}
-
-Container::Container(DWORD provType, const wchar_t* name, const Bytes& privateBlob)
-    : provType_(provType), name_(name) {
-    HCRYPTKEY key = 0;
-    if (!OpenNew(provType, name_, &prov_) ||
-        !CryptImportKey(prov_, privateBlob.data(), static_cast<DWORD>(privateBlob.size()), 0, 0, &key)) {
-        error_ = GetLastError();
-        if (prov_ != 0) CryptReleaseContext(prov_, 0);
-        prov_ = 0;
-        return;
-    }
-    CryptDestroyKey(key);
-    Reopen();
 }
 
 Container::~Container() {

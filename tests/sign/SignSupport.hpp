@@ -8,6 +8,7 @@
 #include <cryptxml.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../blackbox/CryptXmlDll.hpp"
@@ -65,6 +66,24 @@ struct Sink {
 };
 HRESULT CALLBACK Write(void* state, const BYTE* pb, ULONG cb);
 
+// A data provider over a string; Reset() serves it again from the start.
+class DataFeed {
+public:
+    explicit DataFeed(std::string data) : data_(std::move(data)) {}
+    CRYPT_XML_DATA_PROVIDER Provider() { return {this, 0, Read, Close}; }
+    void Reset(std::string data) {
+        data_ = std::move(data);
+        offset_ = 0;
+    }
+
+private:
+    static HRESULT CALLBACK Read(void* state, BYTE* pb, ULONG cb, ULONG* read);
+    static HRESULT CALLBACK Close(void* state);
+
+    std::string data_;
+    size_t offset_ = 0;
+};
+
 // A signature opened to encode, closed at the end of the scope.
 class NewSig {
 public:
@@ -119,6 +138,8 @@ public:
     Bytes PublicBlob(DWORD keySpec) const;
 
 private:
+    template <class MakeKey>
+    void Fill(MakeKey&& makeKey);
     void Reopen();
 
     DWORD provType_;
