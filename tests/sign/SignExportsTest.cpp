@@ -2,8 +2,10 @@
 // its exact HRESULT and trace line, the limits, the states, and what signing publishes.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "SignSupport.hpp"
@@ -697,4 +699,23 @@ TEST_F(Sign, DeclarationFromTheOpen) {
     ASSERT_EQ(S_OK, dll().Encode(h, CRYPT_XML_CHARSET_UTF8, &off, 1, &plain, Write));
     EXPECT_EQ(kDoc, plain.bytes);
     dll().Close(h);
+}
+
+// Signatures are independent handles: threads sign and write at the same time.
+TEST_F(Sign, ThreadsSignSideBySide) {
+    std::atomic<int> good{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&good, t] {
+            for (int i = 0; i < 40; ++i) {
+                const std::string doc = "<Doc><Data>thread " + std::to_string(t) + " round " + std::to_string(i) + "</Data></Doc>";
+                NewSig sig(doc);
+                if (sig.Ref(L"", {kEnveloped, kC14n}) == nullptr || sig.SignHmac(kSecret) != S_OK) continue;
+                const std::string xml = sig.Encode();
+                if (xml.find(doc.substr(0, doc.size() - 6)) == 0 && VerifyOwn(xml, kSecret).verify == S_OK) ++good;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(160, good.load());
 }
