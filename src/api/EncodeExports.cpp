@@ -105,7 +105,8 @@ HCRYPTXML CreateOnSignature(const char* exportName, SigContext& sig, DWORD dwFla
     return ref.Adopted();
 }
 
-HCRYPTXML CreateOnObject(ObjContext& obj, DWORD dwFlags, const RefContext::NewReference& args) {
+HCRYPTXML CreateOnObject(const char* exportName, ObjContext& obj, DWORD dwFlags, const RefContext::NewReference& args) {
+    RequireOpenToEncode(exportName, *obj.ParentSignature());
     Pending<RefContext> ref(new RefContext(&obj, dwFlags, args));
     ref.Register();
     obj.AddReference(ref.get());
@@ -146,7 +147,7 @@ HRESULT WINAPI CryptXmlCreateReference(HCRYPTXML hCryptXml, DWORD dwFlags, LPCWS
             return S_OK;
         }
         registry::LockedContext<ObjContext> obj(hCryptXml);
-        *phReference = CreateOnObject(*obj, dwFlags, args);
+        *phReference = CreateOnObject(kExport, *obj, dwFlags, args);
         return S_OK;
     });
 }
@@ -173,6 +174,8 @@ HRESULT WINAPI CryptXmlAddObject(HCRYPTXML hSignatureOrObject, DWORD dwFlags, co
             errors::Raise<hr::kInvalidArg>(
                 kExport, "In case of hSignatureOrObject contains a handle of the Object the ppObject parameter must be NULL.");
         }
+        // Objects of a decoded or signed signature keep what they have.
+        RequireOpenToEncode(kExport, *obj->ParentSignature());
         obj->SetCustomContent(dwFlags, pEncoded);
         return S_OK;
     });

@@ -41,12 +41,16 @@ protected:
 };
 
 // A signed enveloped HMAC signature over kDoc, for tests about what comes after signing.
+// An object with content is signed too, so that a decoded copy has one.
 struct SignedHmac {
     NewSig sig{kDoc};
     HCRYPTXML ref = nullptr;
     HRESULT hr = E_FAIL;
     SignedHmac() {
         ref = sig.Ref(L"", {kEnveloped, kC14n});
+        const std::string object = "<ds:Object xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\" Id=\"obj\">o</ds:Object>";
+        const CRYPT_XML_BLOB blob = Blob(object);
+        dll().AddObject(sig.h(), 0, nullptr, 0, &blob, nullptr);
         hr = sig.SignHmac(kSecret);
     }
 };
@@ -287,6 +291,13 @@ TEST_F(Sign, DecodedSignatureTakesNoNewReference) {
     EXPECT_EQ(kOperation, dll().Sign(decoded, 0, 0, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, &method, &c14n));
     ExpectLine(L"CryptXmlSign", Msg("SigContext::Sign", "Invalid operation."));
     const CRYPT_XML_BLOB object = Blob("<Object xmlns=\"http://www.w3.org/2000/09/xmldsig#\"/>");
+    // Nor do its objects.
+    const CRYPT_XML_SIGNATURE* decodedStruct = ctxt->rgpSignature[0];
+    ASSERT_EQ(1u, decodedStruct->cObject);
+    const HCRYPTXML decodedObject = decodedStruct->rgpObject[0]->hObject;
+    EXPECT_EQ(kOperation, dll().CreateReference(decodedObject, 0, nullptr, L"urn:x", nullptr, &digest, 0, nullptr, &ref));
+    EXPECT_EQ(0u, decodedStruct->rgpObject[0]->Manifest.cReference);
+    EXPECT_EQ(kOperation, dll().AddObject(decodedObject, 0, nullptr, 0, &object, nullptr));
     EXPECT_EQ(kFail, dll().AddObject(decoded, 0, nullptr, 0, &object, nullptr));
     ExpectLine(L"CryptXmlAddObject",
                Widen("an error occurred. function: CryptXmlAddObject. desc: a signature is not opened for encoding"));
@@ -620,6 +631,13 @@ TEST_F(Sign, TransformsWithoutAnEngineAreRefused) {
 }
 
 // --- writing ---------------------------------------------------------------------------
+
+TEST_F(Sign, AnEmptySignatureWritesNothing) {
+    NewSig sig;
+    Sink sink;
+    EXPECT_EQ(S_OK, dll().Encode(sig.h(), CRYPT_XML_CHARSET_UTF8, nullptr, 0, &sink, Write));
+    EXPECT_TRUE(sink.pieces.empty());
+}
 
 TEST_F(Sign, EncodeArgumentsAreChecked) {
     SignedHmac made;
