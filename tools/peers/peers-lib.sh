@@ -60,6 +60,9 @@ peers_kind() {
         rsa-sha256)  PEER_KEY=rsa
                      PEER_SIG_URI=http://www.w3.org/2001/04/xmldsig-more#rsa-sha256
                      PEER_DIGEST_URI=http://www.w3.org/2001/04/xmlenc#sha256 ;;
+        rsa-sha384)  PEER_KEY=rsa
+                     PEER_SIG_URI=http://www.w3.org/2001/04/xmldsig-more#rsa-sha384
+                     PEER_DIGEST_URI=http://www.w3.org/2001/04/xmldsig-more#sha384 ;;
         rsa-sha512)  PEER_KEY=rsa
                      PEER_SIG_URI=http://www.w3.org/2001/04/xmldsig-more#rsa-sha512
                      PEER_DIGEST_URI=http://www.w3.org/2001/04/xmlenc#sha512 ;;
@@ -72,10 +75,21 @@ peers_kind() {
         hmac-sha256) PEER_KEY=hmac
                      PEER_SIG_URI=http://www.w3.org/2001/04/xmldsig-more#hmac-sha256
                      PEER_DIGEST_URI=http://www.w3.org/2001/04/xmlenc#sha256 ;;
+        hmac-sha384) PEER_KEY=hmac
+                     PEER_SIG_URI=http://www.w3.org/2001/04/xmldsig-more#hmac-sha384
+                     PEER_DIGEST_URI=http://www.w3.org/2001/04/xmldsig-more#sha384 ;;
+        hmac-sha512) PEER_KEY=hmac
+                     PEER_SIG_URI=http://www.w3.org/2001/04/xmldsig-more#hmac-sha512
+                     PEER_DIGEST_URI=http://www.w3.org/2001/04/xmlenc#sha512 ;;
+        # The URIs GOST providers' own XML stacks write; no xmlsec1 knows them (openssl
+        # checks such signature values over a canonical SignedInfo).
+        gost2001-cpxmlsec) PEER_KEY=gost2001 PEER_GOST=1
+                     PEER_SIG_URI=urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411
+                     PEER_DIGEST_URI=urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411 ;;
         gost2001)    PEER_KEY=gost2001 PEER_GOST=1
                      PEER_SIG_URI=http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411
                      PEER_DIGEST_URI=http://www.w3.org/2001/04/xmldsig-more#gostr3411 ;;
-        *) peers_die "unknown kind '$1' (rsa-sha1 rsa-sha256 rsa-sha512 dsa-sha1 hmac-sha1 hmac-sha256 gost2001)" ;;
+        *) peers_die "unknown kind '$1' (rsa-sha1 rsa-sha256 rsa-sha384 rsa-sha512 dsa-sha1 hmac-sha1 hmac-sha256 hmac-sha384 hmac-sha512 gost2001 gost2001-cpxmlsec)" ;;
     esac
 }
 
