@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds xmlsec1_verify_bench twice with the host gcc, into OUTDIR:
+# Builds the libxmlsec1 benchmarks with the host gcc, into OUTDIR:
 #   OUTDIR/xmlsec1_verify_bench       Debian's libxmlsec1 (OpenSSL backend): RSA and HMAC
+#   OUTDIR/xmlsec1_sign_bench         the same library, signing (RSA and HMAC)
 #   OUTDIR/xmlsec1_verify_bench_gost  the GOST-enabled static build in XMLSEC1_GOST_PREFIX
 # Usage: build.sh OUTDIR. XMLSEC1_GOST_PREFIX comes from the environment, else from the
 # deps.cmake named by TALVORAN_DEPS_CMAKE, else from build/deps.cmake (as for tools/peers).
@@ -18,6 +19,8 @@ if ! pkg-config --exists xmlsec1-openssl; then
 fi
 # shellcheck disable=SC2046 # pkg-config output is a word list on purpose
 gcc -O2 -Wall -Wextra -o "$out/xmlsec1_verify_bench" "$src" $(pkg-config --cflags --libs xmlsec1-openssl)
+# shellcheck disable=SC2046
+gcc -O2 -Wall -Wextra -o "$out/xmlsec1_sign_bench" "$here/xmlsec1_sign_bench.c" $(pkg-config --cflags --libs xmlsec1-openssl)
 
 prefix=${XMLSEC1_GOST_PREFIX:-}
 if [ -z "$prefix" ]; then
