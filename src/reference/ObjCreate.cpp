@@ -149,8 +149,12 @@ DSIGReference* ObjContext::CreateManifestReference(const wchar_t* uri, const wch
 }
 
 void ObjContext::HashManifest() {
-    if (createdManifest_ != nullptr && createdManifest_->getSize() != 0) {
-        DSIGReference::hashReferenceList(createdManifest_.get(), true);
+    if (createdManifest_ == nullptr || createdManifest_->getSize() == 0) return;
+    DSIGReference::hashReferenceList(createdManifest_.get(), true);
+    // The new manifest references now carry digests of what they name, as the signature's
+    // own references do after signing.
+    for (RefContext* ref : manifestRefs_) {
+        if (ref->IsOpenedToEncode()) ref->MarkSigned();
     }
 }
 

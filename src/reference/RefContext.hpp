@@ -53,6 +53,7 @@ public:
     void MarkSigned();
     // A new reference whose external data the caller has not fed yet.
     bool AwaitsData() const noexcept;
+    bool IsOpenedToEncode() const noexcept;
     DSIGReference* XsecReference() const noexcept { return xsecRef_; }
 
     const CRYPT_XML_REFERENCE* GetReferenceStruct() const noexcept { return refStructWrap_.Get(); }

@@ -168,3 +168,7 @@ bool RefContext::AwaitsData() const noexcept {
            (status.dwInfoStatus & CRYPT_XML_STATUS_INTERNAL_REFERENCE) == 0 &&
            (status.dwErrorStatus & CRYPT_XML_STATUS_ERROR_NOT_RESOLVED) != 0;
 }
+
+bool RefContext::IsOpenedToEncode() const noexcept {
+    return (Status().dwInfoStatus & CRYPT_XML_STATUS_OPENED_TO_ENCODE) != 0;
+}

@@ -341,6 +341,11 @@ TEST_F(SignKeys, EnvelopingDetachedAndManifest) {
                        "<ds:Object Id=\"manifest\"><ds:Manifest><ds:Reference URI=\"urn:example:manifest-data\">"))
         << xml;
     EXPECT_EQ(0x80010008u, sig.Status().dwInfoStatus);
+    // The manifest's reference carries its digest too, and its object says so.
+    EXPECT_EQ(0x80000008u, sig.Status(manifestRef).dwInfoStatus);
+    EXPECT_EQ(0u, sig.Status(manifestRef).dwErrorStatus);
+    EXPECT_EQ(20u, manifestObj->Manifest.rgpReference[0]->DigestValue.cbData);
+    EXPECT_EQ(static_cast<DWORD>(CRYPT_XML_STATUS_DIGEST_VALID), sig.Status(manifestObj->hObject).dwInfoStatus);
     const Verified v = VerifyOwn(xml, kSecret, {{L"urn:example:data", data}});
     ExpectValid(v);
     ASSERT_EQ(3u, v.refStatus.size());
