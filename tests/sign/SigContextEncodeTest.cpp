@@ -139,3 +139,20 @@ TEST_F(SigEncodeUnit, NewReferenceCreatorsCheckTheObjectFlag) {
     r = Catch([&] { ObjContext obj(nullptr, L"x", 0); });
     EXPECT_EQ(Msg("ObjContext::ObjContext", "One or more arguments are invalid  NULL == parentSigContext"), r.what);
 }
+
+// The export answers a signature without references itself; signing in-process reaches the
+// context's own refusal, after the Signature element has been made.
+TEST_F(SigEncodeUnit, SigningWithoutReferencesIsRefusedByTheContext) {
+    static const BYTE secret[] = "secret";
+    sig_->SetHmacSecret(secret, 6);
+    CRYPT_XML_ALGORITHM method{};
+    method.cbSize = sizeof(method);
+    method.wszAlgorithm = L"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256";
+    CRYPT_XML_ALGORITHM c14n = method;
+    c14n.wszAlgorithm = L"http://www.w3.org/TR/2001/REC-xml-c14n-20010315";
+    const Raised r = Catch([&] { sig_->Sign(0, 0, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, &method, &c14n); });
+    EXPECT_EQ(static_cast<HRESULT>(0x803D0003L), r.hr);
+    EXPECT_EQ(Msg("SigContext::CreateReferences",
+                  "The operation is not allowed due to the current state of the object. no references is specified."),
+              r.what);
+}

@@ -110,6 +110,32 @@ TEST_F(Sign, SourceBeyondBlobMaxIsTooLarge) {
                                             "the length of source xml is exceeded CRYPT_XML_BLOB_MAX."));
 }
 
+TEST_F(Sign, Utf16SourceDocumentIsSigned) {
+    std::string utf16;
+    for (char c : kDoc) {
+        utf16 += c;
+        utf16 += '\0';
+    }
+    const LPCWSTR location = L"#data";
+    const CRYPT_XML_PROPERTY property = Property(CRYPT_XML_PROPERTY_SIGNATURE_LOCATION, &location);
+    const CRYPT_XML_BLOB blob = Blob(utf16, CRYPT_XML_CHARSET_UTF16LE);
+    HCRYPTXML h = nullptr;
+    ASSERT_EQ(S_OK, dll().OpenToEncode(nullptr, 0, nullptr, &property, 1, &blob, &h)) << Last();
+    const CRYPT_XML_ALGORITHM digest = Alg(kSha256);
+    const CRYPT_XML_ALGORITHM enveloped = Alg(kEnveloped);
+    HCRYPTXML ref = nullptr;
+    ASSERT_EQ(S_OK, dll().CreateReference(h, 0, nullptr, L"#data", nullptr, &digest, 1, &enveloped, &ref));
+    ASSERT_EQ(S_OK, dll().SetHMACSecret(h, reinterpret_cast<const BYTE*>(kSecret.data()), 32));
+    const CRYPT_XML_ALGORITHM method = Alg(kHmacSha256);
+    const CRYPT_XML_ALGORITHM c14n = Alg(kC14n);
+    ASSERT_EQ(S_OK, dll().Sign(h, 0, 0, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, &method, &c14n)) << Last();
+    Sink sink;
+    ASSERT_EQ(S_OK, dll().Encode(h, CRYPT_XML_CHARSET_UTF8, nullptr, 0, &sink, Write));
+    EXPECT_EQ(0u, sink.bytes.find("<Doc><Data Id=\"data\">text to sign<ds:Signature "));
+    EXPECT_EQ(S_OK, VerifyOwn(sink.bytes, kSecret).verify);
+    dll().Close(h);
+}
+
 TEST_F(Sign, MalformedSourceIsAFormatError) {
     NewSig sig("<Doc><Unclosed></Doc>");
     EXPECT_EQ(kInvalidFormat, sig.hr());
