@@ -21,6 +21,8 @@ build=$(realpath "$1")
 seconds=${2:-3}
 out="$build/sign-bench"
 peers="$root/tools/peers"
+# shellcheck source=bench-lib.sh
+. "$root/tools/bench/bench-lib.sh"
 export TALVORAN_DEPS_CMAKE="$build/deps.cmake"
 bench_exe="$build/bin/cryptxml-sign-bench.exe"
 [ -f "$bench_exe" ] || { echo "$bench_exe missing: build the cryptxml-sign-bench target" >&2; exit 2; }
@@ -54,9 +56,7 @@ echo "ours: $bench_exe under Wine in $build/wineprefix; xmlsec1: $out/native (ho
 status=0
 for size in $sizes; do
   for kind in $kinds; do
-    "$root/tools/wine/run.sh" "$build/wineprefix" "$bench_exe" "$out" "$seconds" "$size" "$kind" </dev/null \
-      | tr -d '\r' | awk -v s="$size" '$1 == s { print; next } $1 != "size" { print > "/dev/stderr" }' \
-      | tee -a "$out/ours.txt" | sed 's/^/ours    /'
+    bench_ours "$build" "$bench_exe" "$out" "$seconds" "$size" "$kind"
     xmlsec1_case "$size" "$kind" | tee -a "$out/xmlsec1.txt" | sed 's/^/xmlsec1 /'
     # What the DLL signed must verify in xmlsec1 with the peer's key.
     if ! "$peers/xmlsec1-verify.sh" "$kind" "$out/ours-$size-$kind.xml" "$out/keys" >/dev/null 2>&1; then
@@ -65,16 +65,5 @@ for size in $sizes; do
   done
 done
 
-# rate FILE SIZE KIND: the signatures/s column of that line.
-rate() { awk -v s="$2" -v k="$3" '$1 == s && $2 == k { print $5 }' "$1"; }
-echo
-printf '%-30s %-12s %12s %12s %7s\n' document algorithm ours/s xmlsec1/s ratio
-for size in $sizes; do
-  for kind in $kinds; do
-    ours=$(rate "$out/ours.txt" "$size" "$kind") theirs=$(rate "$out/xmlsec1.txt" "$size" "$kind")
-    bytes=$(stat -c %s "$out/$size.xml")
-    ratio=$(awk -v a="${ours:-0}" -v b="${theirs:-0}" 'BEGIN { if (b > 0) printf "%.2f", a / b; else print "-" }')
-    printf '%-30s %-12s %12s %12s %7s\n' "$size.xml ($bytes bytes)" "$kind" "${ours:--}" "${theirs:--}" "$ratio"
-  done
-done
+bench_table "$out/ours.txt" "$out/xmlsec1.txt" sig/s "$sizes" "$kinds" "$out/{size}.xml"
 exit $status

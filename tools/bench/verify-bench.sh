@@ -22,6 +22,8 @@ build=$(realpath "$1")
 seconds=${2:-3}
 out="$build/verify-bench"
 peers="$root/tools/peers"
+# shellcheck source=bench-lib.sh
+. "$root/tools/bench/bench-lib.sh"
 export TALVORAN_DEPS_CMAKE="$build/deps.cmake"
 deps_value() { sed -n "s/^set($1 \"\\(.*\\)\")\$/\\1/p" "$TALVORAN_DEPS_CMAKE" | tail -n 1; }
 export XMLSEC1_GOST_PREFIX=${XMLSEC1_GOST_PREFIX:-$(deps_value XMLSEC1_GOST_PREFIX)}
@@ -86,21 +88,9 @@ xmlsec1_case() {
 echo "ours: $bench_exe under Wine in $build/wineprefix; xmlsec1: $out/native (host gcc)"
 for size in $sizes; do
   for kind in $kinds; do
-    "$root/tools/wine/run.sh" "$build/wineprefix" "$bench_exe" "$out" "$seconds" "$size" "$kind" </dev/null \
-      | tr -d '\r' | awk -v s="$size" '$1 == s { print; next } $1 != "size" { print > "/dev/stderr" }' | tee -a "$out/ours.txt" | sed 's/^/ours    /'
+    bench_ours "$build" "$bench_exe" "$out" "$seconds" "$size" "$kind"
     xmlsec1_case "$size" "$kind" | tee -a "$out/xmlsec1.txt" | sed 's/^/xmlsec1 /'
   done
 done
 
-# rate FILE SIZE KIND: the verifications/s column of that line.
-rate() { awk -v s="$2" -v k="$3" '$1 == s && $2 == k { print $5 }' "$1"; }
-echo
-printf '%-34s %-12s %12s %12s %7s\n' document algorithm ours/s xmlsec1/s ratio
-for size in $sizes; do
-  for kind in $kinds; do
-    ours=$(rate "$out/ours.txt" "$size" "$kind") theirs=$(rate "$out/xmlsec1.txt" "$size" "$kind")
-    bytes=$(stat -c %s "$out/$size-$kind.xml")
-    ratio=$(awk -v a="${ours:-0}" -v b="${theirs:-0}" 'BEGIN { if (b > 0) printf "%.2f", a / b; else print "-" }')
-    printf '%-34s %-12s %12s %12s %7s\n' "$size-$kind.xml ($bytes bytes)" "$kind" "${ours:--}" "${theirs:--}" "$ratio"
-  done
-done
+bench_table "$out/ours.txt" "$out/xmlsec1.txt" verif/s "$sizes" "$kinds" "$out/{size}-{kind}.xml"
