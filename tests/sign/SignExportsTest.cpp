@@ -136,6 +136,43 @@ TEST_F(Sign, Utf16SourceDocumentIsSigned) {
     dll().Close(h);
 }
 
+TEST_F(Sign, IdsFollowTheFormatFlagsAndTheLengthLimit) {
+    HCRYPTXML h = nullptr;
+    EXPECT_EQ(static_cast<HRESULT>(0x80092110L),
+              dll().OpenToEncode(nullptr, CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT, L"1-starts-with-a-digit", nullptr, 0,
+                                 nullptr, &h));
+    ExpectLine(L"CryptXmlOpenToEncode", Msg("BaseContext::CheckIdLimits", "Unexpected XML element found.",
+                                            "invalid id attribute. CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT"));
+    const std::wstring longId(257, L'i');
+    EXPECT_EQ(kLarge, dll().OpenToEncode(nullptr, 0, longId.c_str(), nullptr, 0, nullptr, &h));
+    EXPECT_EQ(nullptr, h);
+    ASSERT_EQ(S_OK, dll().OpenToEncode(nullptr, CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT, L"good-id", nullptr, 0, nullptr, &h));
+    // References and objects are checked by the flags they are created with.
+    const CRYPT_XML_ALGORITHM digest = Alg(kSha256);
+    HCRYPTXML ref = nullptr;
+    EXPECT_EQ(static_cast<HRESULT>(0x80092110L),
+              dll().CreateReference(h, CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT, L"a:b", L"#x", nullptr, &digest, 0,
+                                    nullptr, &ref));
+    EXPECT_EQ(S_OK, dll().CreateReference(h, 0, L"a:b", L"#x", nullptr, &digest, 0, nullptr, &ref));
+    dll().Close(h);
+}
+
+// A decoded signature has no document of its own to write: nothing is written.
+TEST_F(Sign, EncodingADecodedSignatureWritesNothing) {
+    SignedHmac made;
+    ASSERT_EQ(S_OK, made.hr);
+    const std::string xml = made.sig.Encode();
+    HCRYPTXML doc = nullptr;
+    const CRYPT_XML_BLOB blob = Blob(xml);
+    ASSERT_EQ(S_OK, dll().OpenToDecode(nullptr, 0, nullptr, 0, &blob, &doc));
+    const CRYPT_XML_DOC_CTXT* ctxt = nullptr;
+    ASSERT_EQ(S_OK, dll().GetDocContext(doc, &ctxt));
+    Sink sink;
+    EXPECT_EQ(S_OK, dll().Encode(ctxt->rgpSignature[0]->hSignature, CRYPT_XML_CHARSET_UTF8, nullptr, 0, &sink, Write));
+    EXPECT_TRUE(sink.pieces.empty());
+    dll().Close(doc);
+}
+
 TEST_F(Sign, MalformedSourceIsAFormatError) {
     NewSig sig("<Doc><Unclosed></Doc>");
     EXPECT_EQ(kInvalidFormat, sig.hr());
