@@ -99,6 +99,9 @@ void SigContext::SignSteps(HCRYPTPROV hProv, DWORD dwKeySpec, DWORD dwFlags, DWO
     // that the references to their objects digest the final Manifest elements.
     for (ObjContext* obj : objContexts_) obj->HashManifest();
     xsecSig_->sign();
+    // The key has done its one job: dropping it hands back its share of the provider (and
+    // the copy of an HMAC secret) now rather than when the signature is closed.
+    xsecSig_->setSigningKey(nullptr);
     CheckSignedSizes();
     hProv_.reset();
     CRYPT_XML_STATUS status = Status();

@@ -399,6 +399,25 @@ TEST_F(SignDsa, RsaReopeningFailureFallsBackToTheCallersHandle) {
     ExpectValid(VerifyWithKey(SignEnveloped(c.prov(), AT_SIGNATURE, kRsaMethods[1]), c.prov(), AT_SIGNATURE));
 }
 
+// The provider the SHA-2 reopening acquires is released when CryptXmlSign returns, not when
+// the signature is closed: the forwarding test provider counts its live contexts.
+TEST_F(SignDsa, RsaReopenedProviderIsReleasedWhenSignReturns) {
+    Container c(PROV_RSA_FULL, L"talvoran-sign-release", AT_SIGNATURE, 0, (1024u << 16));
+    ASSERT_TRUE(c.ok()) << c.error();
+    auto live = [&] {
+        DWORD count = 0, size = sizeof(count);
+        return CryptGetProvParam(c.prov(), 0x54410001, reinterpret_cast<BYTE*>(&count), &size, 0) ? count : ~0u;
+    };
+    const DWORD before = live();
+    ASSERT_NE(~0u, before) << "not the forwarding test provider";
+    for (const Method& m : kRsaMethods) {
+        NewSig sig(kInvoice);
+        ASSERT_NE(nullptr, sig.Ref(L"", {kEnveloped}, m.digest));
+        ASSERT_EQ(S_OK, sig.SignWith(c.prov(), AT_SIGNATURE, m.signature, CRYPT_XML_SIGN_ADD_KEYVALUE)) << Last();
+        EXPECT_EQ(before, live()) << Widen("") << m.signature;
+    }
+}
+
 // --- GOST R 34.10-2001 through the software provider (type 75) ----------------------------
 
 class SignGost : public SignKeys {};

@@ -35,4 +35,8 @@ ALG_ID BlobAlgorithm(const BYTE* blob, DWORD size);
 // ERROR_MORE_DATA (with the size needed) when the buffer is too small.
 BOOL AnswerDword(DWORD value, BYTE* data, DWORD* size);
 
+// A provider parameter of this provider's own: the number of its contexts acquired and not
+// released (all types), as a DWORD.
+constexpr DWORD kPpLiveContexts = 0x54410001;
+
 }  // namespace faulty

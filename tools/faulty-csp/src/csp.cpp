@@ -3,6 +3,7 @@
 // Key and hash handles are the real provider's own; only the context handle is wrapped.
 // Where Wine's dssenh lacks an answer a real DSS provider gives (PP_PROVTYPE, KP_ALGID), the
 // forwarder gives it, so that callers reach the code paths they would reach on Windows.
+#include <atomic>
 #include <memory>
 
 #include "Backend.hpp"
@@ -27,6 +28,10 @@ BOOL Fail(DWORD error) {
 }
 
 Context* FromHandle(HCRYPTPROV handle) { return reinterpret_cast<Context*>(handle); }
+
+// Contexts acquired and not yet released, of every type: tests ask for it to see whether
+// their code releases what it acquires (faulty::kPpLiveContexts).
+std::atomic<long> liveContexts{0};
 
 template <class Fn, class... Args>
 BOOL Forward(HCRYPTPROV handle, Fn Backend::*entry, Args... args) {
@@ -76,12 +81,14 @@ BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFla
     if (!backend->CPAcquireContext(&context->inner, szContainer, dwFlags, &vtable)) return FALSE;
     // CRYPT_DELETEKEYSET returns no context to release later.
     *phProv = (dwFlags & CRYPT_DELETEKEYSET) ? 0 : reinterpret_cast<HCRYPTPROV>(context.release());
+    if (*phProv != 0) ++liveContexts;
     return TRUE;
 }
 
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
     std::unique_ptr<Context> context(FromHandle(hProv));
     if (!context) return Fail(static_cast<DWORD>(NTE_BAD_UID));
+    --liveContexts;
     return context->backend->CPReleaseContext(context->inner, dwFlags);
 }
 
@@ -122,6 +129,9 @@ BOOL WINAPI CPSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, 
 // PP_PROVTYPE is the backend's answer when it gives one (rsaenh reports 1 for type 24 too,
 // as in a default prefix); when it fails (Wine's dssenh), the type the context was acquired for.
 BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbData, DWORD dwFlags) {
+    if (dwParam == faulty::kPpLiveContexts && FromHandle(hProv) != nullptr) {
+        return faulty::AnswerDword(static_cast<DWORD>(liveContexts.load()), pbData, pcbData);
+    }
     if (Forward(hProv, &Backend::CPGetProvParam, dwParam, pbData, pcbData, dwFlags)) return TRUE;
     if (dwParam != PP_PROVTYPE || FromHandle(hProv) == nullptr) return FALSE;
     return faulty::AnswerDword(FromHandle(hProv)->type, pbData, pcbData);

@@ -433,3 +433,25 @@ TEST(FaultyCspInjection, MalformedRulesFailEveryAcquire) {
 }
 
 }  // namespace
+
+// Contexts are counted from acquisition to release, over all types; advapi32's own
+// reference count (CryptContextAddRef) delays the release to the last reference.
+TEST(FaultyCspForward, LiveContextsAreCounted) {
+    constexpr DWORD kPpLiveContexts = 0x54410001;
+    Prov first;
+    ASSERT_TRUE(CryptAcquireContextW(&first.h, nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT));
+    auto live = [&] {
+        DWORD count = 0, size = sizeof(count);
+        return CryptGetProvParam(first.h, kPpLiveContexts, reinterpret_cast<BYTE*>(&count), &size, 0) ? count : ~0u;
+    };
+    const DWORD base = live();
+    ASSERT_NE(~0u, base);
+    HCRYPTPROV second = 0;
+    ASSERT_TRUE(CryptAcquireContextW(&second, nullptr, nullptr, PROV_DSS, CRYPT_VERIFYCONTEXT));
+    EXPECT_EQ(base + 1, live());
+    ASSERT_TRUE(CryptContextAddRef(second, nullptr, 0));
+    ASSERT_TRUE(CryptReleaseContext(second, 0));
+    EXPECT_EQ(base + 1, live());
+    ASSERT_TRUE(CryptReleaseContext(second, 0));
+    EXPECT_EQ(base, live());
+}
