@@ -2,6 +2,7 @@
 // None of them starts the XML stack.
 #include "algorithms/AlgorithmCatalog.hpp"
 #include "api/ExportFrame.hpp"
+#include "redirect/Redirection.hpp"
 
 namespace {
 
@@ -56,13 +57,19 @@ void CopyAlgorithmInfo(const CRYPT_XML_ALGORITHM* pXmlAlgorithm, CRYPT_XML_ALGOR
 extern "C" {
 
 PCCRYPT_XML_ALGORITHM_INFO WINAPI CryptXmlFindAlgorithmInfo(DWORD dwFindByType, const void* pvFindBy,
-                                                            DWORD dwGroupId, DWORD /*dwFlags*/) {
+                                                            DWORD dwGroupId, DWORD dwFlags) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlFindAlgorithmInfo)>(redirect::kFindAlgorithmInfo, dwFindByType, pvFindBy, dwGroupId, dwFlags);
+    }
     return frame::RunForPointer<const CRYPT_XML_ALGORITHM_INFO>(
         "CryptXmlFindAlgorithmInfo", [&] { return FindBy(dwFindByType, pvFindBy, dwGroupId); });
 }
 
-HRESULT WINAPI CryptXmlEnumAlgorithmInfo(DWORD dwGroupId, DWORD /*dwFlags*/, void* pvArg,
+HRESULT WINAPI CryptXmlEnumAlgorithmInfo(DWORD dwGroupId, DWORD dwFlags, void* pvArg,
                                          PFN_CRYPT_XML_ENUM_ALG_INFO pfnEnumAlgInfo) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlEnumAlgorithmInfo)>(redirect::kEnumAlgorithmInfo, dwGroupId, dwFlags, pvArg, pfnEnumAlgInfo);
+    }
     return frame::RunNarrow<false>("CryptXmlEnumAlgorithmInfo", [&]() -> HRESULT {
         if (pfnEnumAlgInfo == nullptr) errors::Raise<hr::kInvalidArg>("CryptXmlEnumAlgorithmInfo", "pfnEnumAlgInfo");
         if (dwGroupId == CRYPT_XML_GROUP_ID_HASH) algInfo::EnumHashAlgs(pvArg, pfnEnumAlgInfo);
@@ -71,8 +78,11 @@ HRESULT WINAPI CryptXmlEnumAlgorithmInfo(DWORD dwGroupId, DWORD /*dwFlags*/, voi
     });
 }
 
-HRESULT WINAPI CryptXmlGetAlgorithmInfo(const CRYPT_XML_ALGORITHM* pXmlAlgorithm, DWORD /*dwFlags*/,
+HRESULT WINAPI CryptXmlGetAlgorithmInfo(const CRYPT_XML_ALGORITHM* pXmlAlgorithm, DWORD dwFlags,
                                         CRYPT_XML_ALGORITHM_INFO** ppAlgInfo) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlGetAlgorithmInfo)>(redirect::kGetAlgorithmInfo, pXmlAlgorithm, dwFlags, ppAlgInfo);
+    }
     return frame::Run("CryptXmlGetAlgorithmInfo", [&]() -> HRESULT {
         CopyAlgorithmInfo(pXmlAlgorithm, ppAlgInfo);
         return S_OK;

@@ -6,6 +6,7 @@
 #include "document/DocContext.hpp"
 #include "reference/RefContext.hpp"
 #include "signature/SigContext.hpp"
+#include "redirect/Redirection.hpp"
 
 namespace {
 
@@ -30,6 +31,9 @@ extern "C" {
 HRESULT WINAPI CryptXmlOpenToDecode(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* pConfig, DWORD dwFlags,
                                     const CRYPT_XML_PROPERTY* rgProperty, ULONG cProperty,
                                     const CRYPT_XML_BLOB* pEncoded, HCRYPTXML* phCryptXml) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlOpenToDecode)>(redirect::kOpenToDecode, pConfig, dwFlags, rgProperty, cProperty, pEncoded, phCryptXml);
+    }
     static const char* const kExport = "CryptXmlOpenToDecode";
     return frame::RunCreating(kExport, [&](frame::CreatedContext& created) -> HRESULT {
         if (phCryptXml == nullptr) errors::Raise<hr::kInvalidArg>(kExport, "NULL == phCryptXml");
@@ -42,6 +46,9 @@ HRESULT WINAPI CryptXmlOpenToDecode(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* pCon
 }
 
 HRESULT WINAPI CryptXmlClose(HCRYPTXML hCryptXml) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlClose)>(redirect::kClose, hCryptXml);
+    }
     return frame::RunNarrow<false>("CryptXmlClose", [&]() -> HRESULT {
         auto* ctx = static_cast<BaseContext*>(hCryptXml);
         // A child belongs to its document: only closing the document ends it.
@@ -52,21 +59,33 @@ HRESULT WINAPI CryptXmlClose(HCRYPTXML hCryptXml) {
 }
 
 HRESULT WINAPI CryptXmlGetDocContext(HCRYPTXML hCryptXml, const CRYPT_XML_DOC_CTXT** ppStruct) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlGetDocContext)>(redirect::kGetDocContext, hCryptXml, ppStruct);
+    }
     return GetStruct<DocContext>("CryptXmlGetDocContext", hCryptXml, ppStruct,
                                  [](DocContext& doc) { return doc.GetDocStruct(); });
 }
 
 HRESULT WINAPI CryptXmlGetSignature(HCRYPTXML hCryptXml, const CRYPT_XML_SIGNATURE** ppStruct) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlGetSignature)>(redirect::kGetSignature, hCryptXml, ppStruct);
+    }
     return GetStruct<SigContext>("CryptXmlGetSignature", hCryptXml, ppStruct,
                                  [](SigContext& sig) { return sig.GetSignatureStruct(); });
 }
 
 HRESULT WINAPI CryptXmlGetReference(HCRYPTXML hCryptXml, const CRYPT_XML_REFERENCE** ppStruct) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlGetReference)>(redirect::kGetReference, hCryptXml, ppStruct);
+    }
     return GetStruct<RefContext>("CryptXmlGetReference", hCryptXml, ppStruct,
                                  [](RefContext& ref) { return ref.GetReferenceStruct(); });
 }
 
 HRESULT WINAPI CryptXmlGetStatus(HCRYPTXML hCryptXml, CRYPT_XML_STATUS* pStatus) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlGetStatus)>(redirect::kGetStatus, hCryptXml, pStatus);
+    }
     static const char* const kExport = "CryptXmlGetStatus";
     return frame::Run(kExport, [&]() -> HRESULT {
         if (pStatus == nullptr || hCryptXml == nullptr) {

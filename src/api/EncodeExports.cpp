@@ -10,6 +10,7 @@
 #include "reference/ObjContext.hpp"
 #include "reference/RefContext.hpp"
 #include "signature/SigContext.hpp"
+#include "redirect/Redirection.hpp"
 
 namespace {
 
@@ -120,6 +121,9 @@ extern "C" {
 HRESULT WINAPI CryptXmlOpenToEncode(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* pConfig, DWORD dwFlags, LPCWSTR wszId,
                                     const CRYPT_XML_PROPERTY* rgProperty, ULONG cProperty,
                                     const CRYPT_XML_BLOB* pEncoded, HCRYPTXML* phSignature) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlOpenToEncode)>(redirect::kOpenToEncode, pConfig, dwFlags, wszId, rgProperty, cProperty, pEncoded, phSignature);
+    }
     static const char* const kExport = "CryptXmlOpenToEncode";
     if (phSignature == nullptr) return E_INVALIDARG;  // answered without a trace line
     return frame::RunCreating(kExport, [&](frame::CreatedContext& created) -> HRESULT {
@@ -134,6 +138,9 @@ HRESULT WINAPI CryptXmlOpenToEncode(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* pCon
 HRESULT WINAPI CryptXmlCreateReference(HCRYPTXML hCryptXml, DWORD dwFlags, LPCWSTR wszId, LPCWSTR wszURI,
                                        LPCWSTR wszType, const CRYPT_XML_ALGORITHM* pDigestMethod, ULONG cTransform,
                                        const CRYPT_XML_ALGORITHM* rgTransform, HCRYPTXML* phReference) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlCreateReference)>(redirect::kCreateReference, hCryptXml, dwFlags, wszId, wszURI, wszType, pDigestMethod, cTransform, rgTransform, phReference);
+    }
     static const char* const kExport = "CryptXmlCreateReference";
     return frame::Run(kExport, [&]() -> HRESULT {
         if (hCryptXml == nullptr || phReference == nullptr) {
@@ -154,6 +161,9 @@ HRESULT WINAPI CryptXmlCreateReference(HCRYPTXML hCryptXml, DWORD dwFlags, LPCWS
 
 HRESULT WINAPI CryptXmlAddObject(HCRYPTXML hSignatureOrObject, DWORD dwFlags, const CRYPT_XML_PROPERTY* rgProperty,
                                  ULONG cProperty, const CRYPT_XML_BLOB* pEncoded, const CRYPT_XML_OBJECT** ppObject) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlAddObject)>(redirect::kAddObject, hSignatureOrObject, dwFlags, rgProperty, cProperty, pEncoded, ppObject);
+    }
     static const char* const kExport = "CryptXmlAddObject";
     (void)rgProperty;  // no object property is defined
     (void)cProperty;
@@ -184,6 +194,9 @@ HRESULT WINAPI CryptXmlAddObject(HCRYPTXML hSignatureOrObject, DWORD dwFlags, co
 HRESULT WINAPI CryptXmlSign(HCRYPTXML hSignature, HCRYPTPROV_OR_NCRYPT_KEY_HANDLE hKey, DWORD dwKeySpec, DWORD dwFlags,
                             CRYPT_XML_KEYINFO_SPEC dwKeyInfoSpec, const void* pvKeyInfoSpec,
                             const CRYPT_XML_ALGORITHM* pSignatureMethod, const CRYPT_XML_ALGORITHM* pCanonicalization) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlSign)>(redirect::kSign, hSignature, hKey, dwKeySpec, dwFlags, dwKeyInfoSpec, pvKeyInfoSpec, pSignatureMethod, pCanonicalization);
+    }
     static const char* const kExport = "CryptXmlSign";
     const HCRYPTPROV hProv = static_cast<HCRYPTPROV>(hKey);
     if (hProv != 0 && dwKeySpec != kCngKeySpec) {
@@ -208,6 +221,9 @@ HRESULT WINAPI CryptXmlSign(HCRYPTXML hSignature, HCRYPTPROV_OR_NCRYPT_KEY_HANDL
 
 HRESULT WINAPI CryptXmlEncode(HCRYPTXML hCryptXml, CRYPT_XML_CHARSET dwCharset, const CRYPT_XML_PROPERTY* rgProperty,
                               ULONG cProperty, void* pvCallbackState, PFN_CRYPT_XML_WRITE_CALLBACK pfnWrite) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlEncode)>(redirect::kEncode, hCryptXml, dwCharset, rgProperty, cProperty, pvCallbackState, pfnWrite);
+    }
     static const char* const kExport = "CryptXmlEncode";
     return frame::Run(kExport, [&]() -> HRESULT {
         if (pvCallbackState == nullptr || hCryptXml == nullptr || pfnWrite == nullptr) {

@@ -8,6 +8,7 @@
 #include "reference/RefContext.hpp"
 #include "signature/SigContext.hpp"
 #include "signature/XsecErrors.hpp"
+#include "redirect/Redirection.hpp"
 
 namespace {
 
@@ -55,6 +56,8 @@ extern "C" {
 
 HRESULT WINAPI CryptXmlVerifySignatureCAPI(HCRYPTXML hSignature, HCRYPTPROV hProv, HCRYPTKEY hKey,
                                            DWORD /*dwFlags*/) {
+    // The platform library has no CryptoAPI verification to forward to.
+    if (redirect::IsEnabled() == S_OK) return E_FAIL;
     return frame::Run(kVerifyCapi, [&]() -> HRESULT {
         if (hSignature == nullptr) errors::Raise<hr::kInvalidArg>(kVerifyCapi, "NULL == hSignature");
         lifecycle::ensureXmlStack();
@@ -68,12 +71,18 @@ HRESULT WINAPI CryptXmlVerifySignatureCAPI(HCRYPTXML hSignature, HCRYPTPROV hPro
 }
 
 HRESULT WINAPI CryptXmlVerifySignature(HCRYPTXML hSignature, BCRYPT_KEY_HANDLE hKey, DWORD dwFlags) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlVerifySignature)>(redirect::kVerifySignature, hSignature, hKey, dwFlags);
+    }
     // CNG keys are not offered; without a key the signature's own is used.
     if (hKey != nullptr) return E_NOTIMPL;
     return CryptXmlVerifySignatureCAPI(hSignature, 0, 0, dwFlags);
 }
 
 HRESULT WINAPI CryptXmlSetHMACSecret(HCRYPTXML hSignature, const BYTE* pbSecret, ULONG cbSecret) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlSetHMACSecret)>(redirect::kSetHMACSecret, hSignature, pbSecret, cbSecret);
+    }
     static const char* const kExport = "CryptXmlSetHMACSecret";
     return frame::RunNarrow<true>(kExport, [&]() -> HRESULT {
         if (hSignature == nullptr || pbSecret == nullptr) {
@@ -87,6 +96,9 @@ HRESULT WINAPI CryptXmlSetHMACSecret(HCRYPTXML hSignature, const BYTE* pbSecret,
 }
 
 HRESULT WINAPI CryptXmlDigestReference(HCRYPTXML hReference, DWORD dwFlags, CRYPT_XML_DATA_PROVIDER* pDataProviderIn) {
+    if (redirect::IsEnabled() == S_OK) {
+        return redirect::Forward<decltype(&CryptXmlDigestReference)>(redirect::kDigestReference, hReference, dwFlags, pDataProviderIn);
+    }
     static const char* const kExport = "CryptXmlDigestReference";
     if (hReference == nullptr || pDataProviderIn == nullptr) {
         return frame::Report(kExport, "NULL == hReference || NULL == pDataProviderIn", E_INVALIDARG);
