@@ -44,6 +44,10 @@ public:
     decltype(&::CryptXmlAddObject) AddObject;
     decltype(&::CryptXmlSign) Sign;
     decltype(&::CryptXmlEncode) Encode;
+    decltype(&::CryptXmlGetTransforms) GetTransforms;
+    decltype(&::CryptXmlEnableRedirection) EnableRedirection;
+    decltype(&::CryptXmlRedirectionIsAvailable) RedirectionIsAvailable;
+    decltype(&::CryptXmlRedirectionIsEnabled) RedirectionIsEnabled;
 
     std::wstring LastMessage() const {
         wchar_t buffer[4098] = {};
@@ -79,6 +83,10 @@ private:
         Bind(AddObject, "CryptXmlAddObject");
         Bind(Sign, "CryptXmlSign");
         Bind(Encode, "CryptXmlEncode");
+        Bind(GetTransforms, "CryptXmlGetTransforms");
+        Bind(EnableRedirection, "CryptXmlEnableRedirection");
+        Bind(RedirectionIsAvailable, "CryptXmlRedirectionIsAvailable");
+        Bind(RedirectionIsEnabled, "CryptXmlRedirectionIsEnabled");
     }
 
     template <class F>
