@@ -12,6 +12,7 @@
 #include "api/RecursiveLock.hpp"
 #include "crypto/GostAlgorithmHandler.hpp"
 #include "crypto/WinCAPICryptoProvider.hpp"
+#include "reference/LiveProviders.hpp"
 
 namespace lifecycle {
 namespace {
@@ -49,6 +50,8 @@ void stopXmlStack() {
 
 void Cleanup() {
     registry::CloseAllContexts();
+    // Transform states hold documents of the stack that is about to stop.
+    liveProviders::ReleaseAll();
     stopXmlStack();
 }
 

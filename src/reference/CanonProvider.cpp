@@ -1,18 +1,22 @@
 // The read and close procedures of the output providers CreateTransform fills. They are
 // called by the application through plain function pointers, so nothing may escape them.
 #include <algorithm>
-#include <memory>
 
 #include "api/Trace.hpp"
-#include "reference/TransformContext.hpp"
+#include "reference/LiveProviders.hpp"
 #include "reference/Transforms.hpp"
 
 namespace transforms {
+namespace {
+
+// Closed already, released by CryptXmlCleanup, or never made here.
+constexpr char kNotLive[] = "tc is not a live transform state.";
+
+}  // namespace
 
 HRESULT CALLBACK CanonReadProc(void* pvCallbackState, BYTE* pbData, ULONG cbData, ULONG* pcbRead) {
     static const char* const kFunction = "CanonReadProc";
-    auto* tc = static_cast<TransformContext*>(pvCallbackState);
-    if (tc == nullptr) {
+    if (pvCallbackState == nullptr) {
         trace::traceA(kFunction, "NULL == tc");
         return E_INVALIDARG;
     }
@@ -20,24 +24,34 @@ HRESULT CALLBACK CanonReadProc(void* pvCallbackState, BYTE* pbData, ULONG cbData
         trace::traceA(kFunction, "NULL == pcbRead || NULL == pbData");
         return E_POINTER;
     }
-    try {
-        *pcbRead = tc->ReadBytes(pbData, std::min(cbData, kChunkSize));
-        return S_OK;
-    } catch (...) {
-        *pcbRead = 0;
-        return ReportCaught(kFunction);
+    *pcbRead = 0;
+    HRESULT result = S_OK;
+    const bool live = liveProviders::WithLive(pvCallbackState, [&](TransformContext& tc) {
+        try {
+            *pcbRead = tc.ReadBytes(pbData, std::min(cbData, kChunkSize));
+        } catch (...) {
+            *pcbRead = 0;
+            result = ReportCaught(kFunction);
+        }
+    });
+    if (!live) {
+        trace::traceA(kFunction, kNotLive);
+        return E_INVALIDARG;
     }
+    return result;
 }
 
 HRESULT CALLBACK CanonCloseProc(void* pvCallbackState) {
-    auto* tc = static_cast<TransformContext*>(pvCallbackState);
-    if (tc == nullptr) {
-        trace::traceA("CanonCloseProc", "NULL == tc");
+    static const char* const kFunction = "CanonCloseProc";
+    if (pvCallbackState == nullptr) {
+        trace::traceA(kFunction, "NULL == tc");
         return E_INVALIDARG;
     }
     // The chain goes before the parser that owns its document: the members' order.
-    std::unique_ptr<TransformContext> owned(tc);
-    owned.reset();
+    if (!liveProviders::Release(pvCallbackState)) {
+        trace::traceA(kFunction, kNotLive);
+        return E_INVALIDARG;
+    }
     return S_OK;
 }
 

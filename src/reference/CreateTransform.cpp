@@ -3,6 +3,7 @@
 #include <array>
 #include <cwchar>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include <xsec/framework/XSECException.hpp>
@@ -12,10 +13,11 @@
 #include <xsec/transformers/TXFMEnvelope.hpp>
 
 #include "api/CryptXmlException.hpp"
+#include "api/Lifecycle.hpp"
 #include "api/Trace.hpp"
 #include "document/SignatureElementList.hpp"
 #include "document/XmlBlob.hpp"
-#include "reference/TransformContext.hpp"
+#include "reference/LiveProviders.hpp"
 #include "reference/Transforms.hpp"
 
 namespace transforms {
@@ -45,12 +47,14 @@ void CheckArguments(const CRYPT_XML_ALGORITHM* pTransform, const CRYPT_XML_DATA_
     }
 }
 
-// The canonicalisation a c14n URI selects. Comments were stripped at the document
-// object; the WithComments methods take them back.
-void AppendC14n(const wchar_t* uri, xc::DOMDocument* doc, TXFMChain& chain) {
+// The canonicalisation a c14n URI selects. The node set of the whole document starts with
+// its comments; the methods without comments take them out at the source, since the
+// canonicaliser follows what its input says about comments.
+void AppendC14n(const wchar_t* uri, xc::DOMDocument* doc, TXFMBase& source, TXFMChain& chain) {
     const bool comments = Is(uri, kC14nComments) || Is(uri, kExcC14nComments);
     const bool exclusive = Is(uri, kExcC14n) || Is(uri, kExcC14nComments);
     if (!comments && !exclusive && !Is(uri, kC14n)) throw Unsupported();
+    if (!comments) source.stripComments();
     auto c14n = std::make_unique<TXFMC14n>(doc);
     chain.appendTxfm(c14n.get());
     TXFMC14n* appended = c14n.release();
@@ -58,9 +62,10 @@ void AppendC14n(const wchar_t* uri, xc::DOMDocument* doc, TXFMChain& chain) {
     if (comments) appended->activateComments();
 }
 
-// Cuts the first Signature element of the document out of its canonical form. Without
-// one, the whole document is canonicalised.
-void AppendEnveloped(xc::DOMDocument* doc, TXFMChain& chain) {
+// Cuts the first Signature element of the document out of its canonical form (without
+// comments). Without one, the whole document is canonicalised.
+void AppendEnveloped(xc::DOMDocument* doc, TXFMBase& source, TXFMChain& chain) {
+    source.stripComments();
     auto c14n = std::make_unique<TXFMC14n>(doc);
     const SignatureElementList signatures(doc);
     if (signatures.size() != 0) {
@@ -74,11 +79,11 @@ void AppendEnveloped(xc::DOMDocument* doc, TXFMChain& chain) {
     c14n.release();
 }
 
-void AppendByUri(const wchar_t* uri, xc::DOMDocument* doc, TXFMChain& chain) {
+void AppendByUri(const wchar_t* uri, xc::DOMDocument* doc, TXFMBase& source, TXFMChain& chain) {
     if (std::wcsstr(uri, L"-c14n") != nullptr) {
-        AppendC14n(uri, doc, chain);
+        AppendC14n(uri, doc, source, chain);
     } else if (Is(uri, kEnveloped)) {
-        AppendEnveloped(doc, chain);
+        AppendEnveloped(doc, source, chain);
     } else {
         throw Unsupported();
     }
@@ -94,6 +99,8 @@ std::array<wchar_t, 64> WideName(const char* function) noexcept {
 HRESULT Build(const CRYPT_XML_ALGORITHM* pTransform, CRYPT_XML_DATA_PROVIDER* pProviderIn,
               CRYPT_XML_DATA_PROVIDER* pProviderOut) {
     CheckArguments(pTransform, pProviderIn, pProviderOut);
+    // Called through the table, not through an export: nothing has started the stack.
+    lifecycle::ensureXmlStack();
     std::vector<BYTE> input;
     ReadDataFromProvider(*pProviderIn, input);
     if (input.empty()) errors::Raise<hr::kOperation>(kCreateTransform, "providerIn does not provide any data.");
@@ -105,19 +112,16 @@ HRESULT Build(const CRYPT_XML_ALGORITHM* pTransform, CRYPT_XML_DATA_PROVIDER* pP
 
     auto source = std::make_unique<TXFMDocObject>(doc);
     source->setInput(doc);
-    // As for a same-document reference to the whole document: the node set starts
-    // without comments.
-    source->stripComments();
     auto chain = std::make_unique<TXFMChain>(source.get(), true);
-    source.release();
+    TXFMBase& first = *source.release();
     try {
-        AppendByUri(pTransform->wszAlgorithm, doc, *chain);
+        AppendByUri(pTransform->wszAlgorithm, doc, first, *chain);
     } catch (const Unsupported&) {
         trace::traceA(kCreateTransform, "Unsupported Transform.");
         return CRYPT_XML_E_TRANSFORM;
     }
     auto state = std::make_unique<TransformContext>(parser.release(), chain.release());
-    pProviderOut->pvCallbackState = state.release();
+    pProviderOut->pvCallbackState = liveProviders::Adopt(std::move(state));
     pProviderOut->pfnRead = CanonReadProc;
     pProviderOut->pfnClose = CanonCloseProc;
     return S_OK;
