@@ -143,6 +143,25 @@ TEST_F(SignInterop, Rsa) {
     manifest().Add("rsa-sha256-keyvalue-utf16le", "rsa-sha256", "doc", utf16.bytes);
 }
 
+// Exclusive c14n for both the reference and SignedInfo over a SOAP-like envelope whose
+// default namespace no element above the payload uses, and a payload that undeclares it:
+// the canonical form must not carry xmlns="" there, or no other implementation agrees.
+TEST_F(SignInterop, RsaExclusiveEmptyDefaultNamespace) {
+    const Bytes blob = ReadKeyFile("rsa-key.msblob");
+    Container c(PROV_RSA_AES, L"talvoran-interop-rsa-exc", blob);
+    ASSERT_TRUE(c.ok()) << c.error();
+    const std::string doc =
+        "<soap:Envelope xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\" xmlns=\"urn:example:unused\">"
+        "<soap:Body><Request xmlns=\"\"><Total>1000.00</Total></Request></soap:Body></soap:Envelope>";
+    NewSig sig(doc);
+    ASSERT_NE(nullptr, sig.Ref(L"", {kEnveloped, kExcC14n}, kSha256));
+    ASSERT_EQ(S_OK, sig.SignWith(c.prov(), KeySpecOf(blob), kRsaSha256, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr,
+                                 kExcC14n));
+    const std::string xml = sig.Encode();
+    ExpectValid(VerifyWithKey(xml, c.prov(), KeySpecOf(blob)));
+    manifest().Add("rsa-sha256-exc-empty-default-ns", "rsa-sha256", "keydir", xml);
+}
+
 TEST_F(SignInterop, RsaEnvelopingObject) {
     const Bytes blob = ReadKeyFile("rsa-key.msblob");
     Container c(PROV_RSA_AES, L"talvoran-interop-rsa-obj", blob);
