@@ -7,14 +7,13 @@
 
 #include <cstring>
 #include <cwctype>
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "StandInRecord.h"
 #include "blackbox/CryptXmlDll.hpp"
-#include "keys/DebugCapture.hpp"
+#include "support/CapturedLines.hpp"
 #include "support/TraceLines.hpp"
 
 namespace redirecttest {
@@ -63,15 +62,7 @@ private:
     PFN_STANDIN_SENTINEL sentinel_;
 };
 
-// The lines one call writes with the trace on.
-inline std::vector<std::wstring> LinesOf(const std::function<void()>& call) {
-    dll().StartDebugging();
-    keytest::DebugCapture capture;
-    call();
-    std::vector<std::wstring> lines = capture.Lines();
-    dll().StopDebugging();
-    return lines;
-}
+using testing_support::LinesOf;
 
 inline std::wstring Line(const std::string& function, const std::string& text) {
     return testing_support::ExpectedLine(testing_support::Widen(function + ". " + text));

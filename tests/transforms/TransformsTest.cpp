@@ -2,17 +2,19 @@
 // through the DLL as an application uses them.
 #include <gtest/gtest.h>
 
+#include <cwchar>
 #include <functional>
 #include <stdexcept>
 
 #include "TransformSupport.hpp"
-#include "keys/DebugCapture.hpp"
+#include "support/CapturedLines.hpp"
 #include "support/TraceLines.hpp"
 
 using namespace transformtest;
 using testing_support::CodeMessage;
 using testing_support::ExpectedLine;
 using testing_support::InvalidArgMessage;
+using testing_support::LinesOf;
 using testing_support::Widen;
 
 namespace {
@@ -37,13 +39,15 @@ std::wstring Line(const std::string& function, const std::string& text) {
     return ExpectedLine(Widen(function + ". " + text));
 }
 
-std::vector<std::wstring> LinesOf(const std::function<void()>& call) {
-    dll().StartDebugging();
-    keytest::DebugCapture capture;
-    call();
-    std::vector<std::wstring> lines = capture.Lines();
-    dll().StopDebugging();
-    return lines;
+// An output provider over `data`, made and not yet read.
+CRYPT_XML_DATA_PROVIDER Opened(const std::string& data, const wchar_t* uri = kC14n) {
+    MemorySource input;
+    input.data = data;
+    CRYPT_XML_ALGORITHM alg = {sizeof(alg), uri, {}};
+    CRYPT_XML_DATA_PROVIDER in = input.Provider();
+    CRYPT_XML_DATA_PROVIDER out{};
+    if (Factory()(&alg, &in, &out) != S_OK) throw std::runtime_error("the factory failed");
+    return out;
 }
 
 // A document long enough that its canonical form takes several reads.
@@ -96,32 +100,25 @@ TEST(TransformTable, ANullOutPointerIsRefusedAndTraced) {
     EXPECT_EQ(std::vector<std::wstring>{Line("CryptXmlGetTransforms", "NULL == ppConfig")}, lines);
 }
 
-TEST(Canonicalisation, InclusiveWithoutComments) {
-    const Outcome r = Transform(kC14n, kDocument);
-    ASSERT_EQ(S_OK, r.hr);
-    EXPECT_EQ("<doc xmlns=\"urn:d\" xmlns:n=\"urn:n\"><a a=\"2\" b=\"1\"></a>\n<n:x></n:x></doc>", r.bytes);
-}
-
-TEST(Canonicalisation, InclusiveWithComments) {
-    const Outcome r = Transform(kC14nComments, kDocument);
-    ASSERT_EQ(S_OK, r.hr);
-    EXPECT_EQ("<!-- before -->\n<doc xmlns=\"urn:d\" xmlns:n=\"urn:n\"><!-- inside --><a a=\"2\" b=\"1\"></a>\n"
-              "<n:x></n:x></doc>\n<!-- after -->",
-              r.bytes);
-}
-
-TEST(Canonicalisation, ExclusiveWithoutComments) {
-    const Outcome r = Transform(kExcC14n, kDocument);
-    ASSERT_EQ(S_OK, r.hr);
-    EXPECT_EQ("<doc xmlns=\"urn:d\"><a a=\"2\" b=\"1\"></a>\n<n:x xmlns:n=\"urn:n\"></n:x></doc>", r.bytes);
-}
-
-TEST(Canonicalisation, ExclusiveWithComments) {
-    const Outcome r = Transform(kExcC14nComments, kDocument);
-    ASSERT_EQ(S_OK, r.hr);
-    EXPECT_EQ("<!-- before -->\n<doc xmlns=\"urn:d\"><!-- inside --><a a=\"2\" b=\"1\"></a>\n"
-              "<n:x xmlns:n=\"urn:n\"></n:x></doc>\n<!-- after -->",
-              r.bytes);
+TEST(Canonicalisation, EachMethodGivesItsExactBytes) {
+    const struct {
+        const wchar_t* uri;
+        const char* bytes;
+    } cases[] = {
+        {kC14n, "<doc xmlns=\"urn:d\" xmlns:n=\"urn:n\"><a a=\"2\" b=\"1\"></a>\n<n:x></n:x></doc>"},
+        {kC14nComments,
+         "<!-- before -->\n<doc xmlns=\"urn:d\" xmlns:n=\"urn:n\"><!-- inside --><a a=\"2\" b=\"1\"></a>\n"
+         "<n:x></n:x></doc>\n<!-- after -->"},
+        {kExcC14n, "<doc xmlns=\"urn:d\"><a a=\"2\" b=\"1\"></a>\n<n:x xmlns:n=\"urn:n\"></n:x></doc>"},
+        {kExcC14nComments,
+         "<!-- before -->\n<doc xmlns=\"urn:d\"><!-- inside --><a a=\"2\" b=\"1\"></a>\n"
+         "<n:x xmlns:n=\"urn:n\"></n:x></doc>\n<!-- after -->"},
+    };
+    for (const auto& c : cases) {
+        const Outcome r = Transform(c.uri, kDocument);
+        ASSERT_EQ(S_OK, r.hr);
+        EXPECT_EQ(c.bytes, r.bytes) << std::string(c.uri, c.uri + std::wcslen(c.uri));
+    }
 }
 
 TEST(Canonicalisation, Utf16InputIsDetected) {
@@ -325,12 +322,7 @@ TEST(InputProvider, AnExceptionFromTheCallbackClosesItAndIsReported) {
 }
 
 TEST(OutputProvider, IsFilledWith8192ByteChunksAndTheLibrarysProcedures) {
-    MemorySource input;
-    input.data = kDocument;
-    CRYPT_XML_ALGORITHM alg = {sizeof(alg), kC14n, {}};
-    CRYPT_XML_DATA_PROVIDER in = input.Provider();
-    CRYPT_XML_DATA_PROVIDER out{};
-    ASSERT_EQ(S_OK, Factory()(&alg, &in, &out));
+    CRYPT_XML_DATA_PROVIDER out = Opened(kDocument);
     EXPECT_EQ(8192u, out.cbBufferSize);
     EXPECT_NE(nullptr, out.pvCallbackState);
     ASSERT_NE(nullptr, out.pfnRead);
@@ -339,12 +331,7 @@ TEST(OutputProvider, IsFilledWith8192ByteChunksAndTheLibrarysProcedures) {
 }
 
 TEST(OutputProvider, AReadReturnsAtMost8192Bytes) {
-    MemorySource input;
-    input.data = LongDocument(3000);
-    CRYPT_XML_ALGORITHM alg = {sizeof(alg), kC14n, {}};
-    CRYPT_XML_DATA_PROVIDER in = input.Provider();
-    CRYPT_XML_DATA_PROVIDER out{};
-    ASSERT_EQ(S_OK, Factory()(&alg, &in, &out));
+    CRYPT_XML_DATA_PROVIDER out = Opened(LongDocument(3000));
     std::vector<BYTE> buffer(20000);
     ULONG read = 0;
     EXPECT_EQ(S_OK, out.pfnRead(out.pvCallbackState, buffer.data(), 20000, &read));
@@ -352,16 +339,11 @@ TEST(OutputProvider, AReadReturnsAtMost8192Bytes) {
     EXPECT_EQ(S_OK, out.pfnRead(out.pvCallbackState, buffer.data(), 100, &read));
     EXPECT_EQ(100u, read);
     std::string rest = Drain(out, 20000);
-    EXPECT_EQ(input.data.size(), 8192u + 100u + rest.size());
+    EXPECT_EQ(LongDocument(3000).size(), 8192u + 100u + rest.size());
 }
 
 TEST(OutputProvider, ReadsToTheEndAndThenAnswersZero) {
-    MemorySource input;
-    input.data = "<a/>";
-    CRYPT_XML_ALGORITHM alg = {sizeof(alg), kC14n, {}};
-    CRYPT_XML_DATA_PROVIDER in = input.Provider();
-    CRYPT_XML_DATA_PROVIDER out{};
-    ASSERT_EQ(S_OK, Factory()(&alg, &in, &out));
+    CRYPT_XML_DATA_PROVIDER out = Opened("<a/>");
     BYTE buffer[64];
     ULONG read = 99;
     EXPECT_EQ(S_OK, out.pfnRead(out.pvCallbackState, buffer, sizeof(buffer), &read));
@@ -374,12 +356,7 @@ TEST(OutputProvider, ReadsToTheEndAndThenAnswersZero) {
 }
 
 TEST(OutputProvider, NullStatesAreRefusedAndTraced) {
-    MemorySource input;
-    input.data = "<a/>";
-    CRYPT_XML_ALGORITHM alg = {sizeof(alg), kC14n, {}};
-    CRYPT_XML_DATA_PROVIDER in = input.Provider();
-    CRYPT_XML_DATA_PROVIDER out{};
-    ASSERT_EQ(S_OK, Factory()(&alg, &in, &out));
+    CRYPT_XML_DATA_PROVIDER out = Opened("<a/>");
     BYTE buffer[8];
     ULONG read = 0;
     std::vector<std::wstring> lines = LinesOf([&] {
@@ -392,12 +369,7 @@ TEST(OutputProvider, NullStatesAreRefusedAndTraced) {
 }
 
 TEST(OutputProvider, ANullCountOrBufferIsRefused) {
-    MemorySource input;
-    input.data = "<a/>";
-    CRYPT_XML_ALGORITHM alg = {sizeof(alg), kC14n, {}};
-    CRYPT_XML_DATA_PROVIDER in = input.Provider();
-    CRYPT_XML_DATA_PROVIDER out{};
-    ASSERT_EQ(S_OK, Factory()(&alg, &in, &out));
+    CRYPT_XML_DATA_PROVIDER out = Opened("<a/>");
     BYTE buffer[8];
     ULONG read = 0;
     std::vector<std::wstring> lines = LinesOf([&] {
@@ -425,12 +397,7 @@ TEST(OutputProvider, ManyProvidersLiveSideBySide) {
 }
 
 TEST(OutputProvider, AClosedStateIsRefusedAndTraced) {
-    MemorySource input;
-    input.data = "<a/>";
-    CRYPT_XML_ALGORITHM alg = {sizeof(alg), kC14n, {}};
-    CRYPT_XML_DATA_PROVIDER in = input.Provider();
-    CRYPT_XML_DATA_PROVIDER out{};
-    ASSERT_EQ(S_OK, Factory()(&alg, &in, &out));
+    CRYPT_XML_DATA_PROVIDER out = Opened("<a/>");
     ASSERT_EQ(S_OK, out.pfnClose(out.pvCallbackState));
     BYTE buffer[8];
     ULONG read = 5;
@@ -449,12 +416,7 @@ TEST(OutputProvider, AClosedStateIsRefusedAndTraced) {
 
 // Last: cleanup stops the XML stack under every other test of this program.
 TEST(OutputProviderZ, CleanupReleasesTheStatesStillOpen) {
-    MemorySource input;
-    input.data = LongDocument(100);
-    CRYPT_XML_ALGORITHM alg = {sizeof(alg), kC14n, {}};
-    CRYPT_XML_DATA_PROVIDER in = input.Provider();
-    CRYPT_XML_DATA_PROVIDER out{};
-    ASSERT_EQ(S_OK, Factory()(&alg, &in, &out));
+    CRYPT_XML_DATA_PROVIDER out = Opened(LongDocument(100));
     BYTE buffer[16];
     ULONG read = 0;
     ASSERT_EQ(S_OK, out.pfnRead(out.pvCallbackState, buffer, sizeof(buffer), &read));
