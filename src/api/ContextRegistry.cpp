@@ -62,14 +62,22 @@ bool ContextHaveOwner(BaseContext* ctx) {
 
 void CloseContext(BaseContext* ctx) {
     if (ctx == nullptr) errors::Raise<hr::kInvalidArg>("CloseContext");
-    Guard guard(registryLock);
-    if (Find(ctx) == nullptr) errors::Raise<hr::kInvalidArg>("CloseContext");
-    // Wait until a thread that still uses the context has finished with it.
-    Access::Lock(*ctx);
-    Access::Unlock(*ctx);
-    // Out of the set first: a destructor that closes children walks the set again.
-    contexts.erase(ctx);
-    delete ctx;
+    for (unsigned attempt = 0;; ++attempt) {
+        {
+            Guard guard(registryLock);
+            if (Find(ctx) == nullptr) errors::Raise<hr::kInvalidArg>("CloseContext");
+            // Free means no thread uses it; none can start to while the registry is locked.
+            if (Access::TryLock(*ctx)) {
+                Access::Unlock(*ctx);
+                // Out of the set first: a destructor that closes children walks the set again.
+                contexts.erase(ctx);
+                delete ctx;
+                return;
+            }
+        }
+        // Wait until a thread that still uses the context has finished with it.
+        WaitForBusyContext(attempt);
+    }
 }
 
 void CloseAllContexts() {
@@ -98,10 +106,24 @@ BaseContext* FindOrRaise(const void* handle) {
 }
 
 BaseContext* LockAny(const void* handle) {
-    Guard guard(registryLock);
-    BaseContext* ctx = FindOrRaise(handle);
-    Access::Lock(*ctx);
-    return ctx;
+    for (unsigned attempt = 0;; ++attempt) {
+        {
+            Guard guard(registryLock);
+            BaseContext* ctx = FindOrRaise(handle);
+            if (Access::TryLock(*ctx)) return ctx;
+        }
+        WaitForBusyContext(attempt);
+    }
+}
+
+// Exports hold a context for microseconds to seconds (a verification): first give the
+// processor away, then sleep.
+void WaitForBusyContext(unsigned attempt) noexcept {
+    if (attempt < 64) {
+        SwitchToThread();
+    } else {
+        Sleep(1);
+    }
 }
 
 }  // namespace registry

@@ -5,7 +5,10 @@
 
 // The process-wide set of live contexts. Handles given to callers are context addresses;
 // every export finds and locks its context here before using it. Lock order everywhere:
-// the registry lock, then a context's own lock.
+// the registry lock, then a context's own lock. A thread that holds a context's lock may
+// still take the registry lock (to look a child up, to unlock), so nobody waits for a
+// context's lock with the registry locked: it is only tried there, and the wait for a busy
+// context happens with the registry free.
 namespace registry {
 
 // A handle that is registered but of another context class.
@@ -33,6 +36,9 @@ BaseContext* FindOrRaise(const void* handle);
 // Finds a registered context of any class and locks it for the calling thread.
 BaseContext* LockAny(const void* handle);
 
+// Between two tries for a context another thread holds (the registry lock not held).
+void WaitForBusyContext(unsigned attempt) noexcept;
+
 template <class T>
 T* LockContext(const void* handle);
 
@@ -40,6 +46,7 @@ T* LockContext(const void* handle);
 class Access {
 public:
     static void Lock(BaseContext& ctx) { ctx.lock_.lock(); }
+    static bool TryLock(BaseContext& ctx) { return ctx.lock_.try_lock(); }
     static void Unlock(BaseContext& ctx) { ctx.lock_.unlock(); }
 };
 
@@ -52,14 +59,19 @@ public:
     RegistryGuard& operator=(const RegistryGuard&) = delete;
 };
 
+// The handle is looked up again after each wait: the context may have been closed meanwhile.
 template <class T>
 T* LockContext(const void* handle) {
-    RegistryGuard guard;
-    BaseContext* base = FindOrRaise(handle);
-    T* typed = dynamic_cast<T*>(base);
-    if (typed == nullptr) throw BadContextCast();
-    Access::Lock(*typed);
-    return typed;
+    for (unsigned attempt = 0;; ++attempt) {
+        {
+            RegistryGuard guard;
+            BaseContext* base = FindOrRaise(handle);
+            T* typed = dynamic_cast<T*>(base);
+            if (typed == nullptr) throw BadContextCast();
+            if (Access::TryLock(*typed)) return typed;
+        }
+        WaitForBusyContext(attempt);
+    }
 }
 
 template <>

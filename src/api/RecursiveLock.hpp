@@ -15,6 +15,7 @@ public:
     RecursiveLock& operator=(const RecursiveLock&) = delete;
 
     void lock() noexcept { EnterCriticalSection(&section_); }
+    bool try_lock() noexcept { return TryEnterCriticalSection(&section_) != FALSE; }
     void unlock() noexcept { LeaveCriticalSection(&section_); }
 
 private:

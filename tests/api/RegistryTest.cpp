@@ -164,14 +164,12 @@ TEST_F(Registry, LockedTwiceNeedsTwoUnlocksBeforeAnotherThreadGetsIt) {
     std::atomic<bool> tryNow{false};
     std::thread other([&] {
         while (!tryNow.load()) std::this_thread::yield();
-        registry::LockContext<TestDocContext>(doc);  // waits while holding the registry lock
+        registry::LockContext<TestDocContext>(doc);  // waits, trying under the registry lock
         acquired = true;
         registry::UnlockContext(doc);
     });
     registry::UnlockContext(doc);
-    // Still held once: the other thread must not get it. (It will block in LockContext
-    // holding the registry lock, so this thread must not touch the registry until its
-    // final unlock below.)
+    // Still held once: the other thread must not get it.
     tryNow = true;
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     EXPECT_FALSE(acquired.load());
