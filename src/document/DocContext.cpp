@@ -8,6 +8,8 @@
 #include "api/CryptXmlException.hpp"
 #include "api/StatusMerge.hpp"
 #include "api/Trace.hpp"
+#include "document/ParseGuard.hpp"
+#include "document/SameDocumentIds.hpp"
 #include "document/SignatureElementList.hpp"
 #include "signature/SigContext.hpp"
 #include "signature/XsecErrors.hpp"
@@ -103,7 +105,7 @@ void DocContext::Parse() {
         } else if (!outputCharsetFromProperty_) {
             outputCharset_ = CRYPT_XML_CHARSET_UTF8;
         }
-        parser_->parse(source);
+        parseGuard::Parse(*parser_, source, kDecodeSigs);
     } catch (...) {
         parser_->resetDocumentPool();
         xsecErrors::Rethrow(L"DocContext::DecodeSigs");
@@ -134,6 +136,7 @@ void DocContext::BuildSignatures() {
     }
     docCtxt_.cSignature = static_cast<ULONG>(sigPointers_.size());
     docCtxt_.rgpSignature = sigPointers_.empty() ? nullptr : sigPointers_.data();
+    sameDocumentIds::IndexAndCheck(parser_->getDocument(), sigContexts_, kDecodeSigs);
 }
 
 void DocContext::DisposeSignatures() noexcept {

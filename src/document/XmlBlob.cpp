@@ -11,6 +11,7 @@
 #include <xercesc/util/XMLException.hpp>
 
 #include "api/CryptXmlException.hpp"
+#include "document/ParseGuard.hpp"
 
 namespace xmlBlob {
 namespace {
@@ -71,7 +72,7 @@ xc::DOMElement* ParseBlob(xc::XercesDOMParser& parser, const CRYPT_XML_BLOB& xml
                                  xc::XMLPlatformUtils::fgMemoryManager);
     if (const wchar_t* encoding = ParseEncodingOf(xmlBlob.dwCharset)) source.setEncoding(encoding);
     try {
-        parser.parse(source);
+        parseGuard::Parse(parser, source, kCreateDomStructure);
     } catch (const xc::SAXParseException&) {
         // Without an error handler Xerces throws at the first fatal error, after
         // counting it; the count below is what decides.

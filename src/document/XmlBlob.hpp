@@ -28,7 +28,9 @@ const wchar_t* GetCanonURI(CanonMethod method);
 CanonMethod CanonMethodOf(const wchar_t* uri) noexcept;
 
 // Parses the blob (not copied: it must outlive the parse) into the parser's document and
-// returns its document element. The document stays owned by the parser.
+// returns its document element. The document stays owned by the parser. The parse keeps the
+// limits of parseGuard (nothing read from outside, entities and nesting bounded): what
+// breaks them is WS_E_INVALID_FORMAT.
 xercesc::DOMElement* CreateDomStructure(xercesc::XercesDOMParser& parser, const CRYPT_XML_BLOB& xmlBlob);
 
 // Deep import of sourceElem into targetDomDoc; the result is not inserted anywhere.

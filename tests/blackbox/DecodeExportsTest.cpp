@@ -187,12 +187,15 @@ TEST_F(Decode, DocumentWithoutSignatureOpensEmpty) {
 }
 
 TEST_F(Decode, SignatureInsideAnObjectIsNotADocumentSignature) {
+    // Ids of their own: an Id a reference names must be carried by one element only.
     SigParts inner;
-    inner.objects = "<Object Id=\"obj1\"/>";
+    inner.objects = "<Object Id=\"inner1\"/>";
     SigParts outer;
     outer.objects = "<Object Id=\"obj1\">" + inner.Xml() + "</Object>";
     SigParts sibling;
     sibling.id = "third";
+    sibling.references = SigParts::Reference("#obj3");
+    sibling.objects = "<Object Id=\"obj3\">payload</Object>";
     Doc doc(Document(outer.Xml() + sibling.Xml()));
     ASSERT_EQ(S_OK, doc.hr()) << Last();
     ASSERT_EQ(2u, doc.Ctxt()->cSignature);
