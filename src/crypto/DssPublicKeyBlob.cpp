@@ -11,6 +11,10 @@ namespace {
 constexpr DWORD kDss1Magic = 0x31535344;  // "DSS1"
 constexpr size_t kQLength = 20;
 constexpr size_t kReadYWidth = 128;  // what Wine's dssenh reads, the width of y in a 1024-bit key
+// The lengths of P CryptoAPI's DSS providers take: 512 to 1024 bits in steps of 64.
+constexpr size_t kPShortest = 64;
+constexpr size_t kPLongest = 128;
+constexpr size_t kPStep = 8;
 
 template <class T>
 void Append(Bytes& blob, const T& value) {
@@ -70,6 +74,11 @@ bool ProviderReadsFixedWidthY() {
 Bytes DssPublicKeyBlob(const Bytes& p, const Bytes& q, const Bytes& g, const Bytes& y, DssBlobEnd end,
                        XSECCryptoException::XSECCryptoExceptionType type) {
     const size_t pLength = p.size();
+    // Any other length is refused by a DSS provider on Windows; Wine's dssenh and bcrypt take
+    // a longer P into buffers sized for 1024 bits and write past them (a document's 3072-bit
+    // DSAKeyValue corrupted the process). Such a key never reaches the provider.
+    if (pLength < kPShortest || pLength > kPLongest || pLength % kPStep != 0)
+        throw XSECCryptoException(type, "WinCAPI: DSA P is not of 512 to 1024 bits in steps of 64");
     BLOBHEADER header{};
     header.bType = PUBLICKEYBLOB;
     header.bVersion = CUR_BLOB_VERSION;

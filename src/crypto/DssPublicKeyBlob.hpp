@@ -15,8 +15,9 @@ enum class DssBlobEnd {
     kZerosTo128  // zero DSSSEED, then zeros up to 128 bytes after the start of y
 };
 
-// Numbers big-endian without leading zeros; throws `type` when Q is wider than 20 bytes or G
-// or Y wider than P.
+// Numbers big-endian without leading zeros; throws `type` when P is not of 512 to 1024 bits in
+// steps of 64 (what CryptoAPI's DSS providers take), Q is wider than 20 bytes or G or Y wider
+// than P.
 Bytes DssPublicKeyBlob(const Bytes& p, const Bytes& q, const Bytes& g, const Bytes& y, DssBlobEnd end,
                        XSECCryptoException::XSECCryptoExceptionType type);
 

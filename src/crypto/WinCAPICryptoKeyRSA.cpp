@@ -10,6 +10,16 @@ using namespace crypto;
 namespace {
 constexpr auto kErr = XSECCryptoException::RSAError;
 constexpr DWORD kRsa1Magic = 0x31415352;  // "RSA1"
+
+// The shortest RSA modulus, in bytes, that can hold a PKCS #1 v1.5 signature of a hash of
+// hashLen bytes: the DigestInfo (its DER prefix and the hash) plus at least 11 bytes of
+// padding. A shorter key cannot carry the signature at all. Wine's rsaenh does not check
+// this: it pads with a negative length and writes far outside its buffer, so such a pair
+// must never reach the provider (a 512-bit key with RSA-SHA384 or RSA-SHA512 would).
+unsigned int ShortestModulusFor(ALG_ID alg, unsigned int hashLen) noexcept {
+    const unsigned int prefix = alg == CALG_SHA1 ? 15 : alg == CALG_MD5 ? 18 : 19;
+    return prefix + hashLen + 11;
+}
 }  // namespace
 
 WinCAPICryptoKeyRSA::WinCAPICryptoKeyRSA(HCRYPTPROV prov, DWORD keySpec, bool isPrivate)
@@ -72,6 +82,8 @@ bool WinCAPICryptoKeyRSA::verifySHA1PKCS1Base64Signature(const unsigned char* ha
     Bytes sig = DecodeBase64(base64Signature, sigLen);
     if (sig.size() != getLength())
         throw XSECCryptoException(kErr, "WinCAPI: RSA signature size does not match key size");
+    // No signature made with a key this short can hold this hash: not valid.
+    if (sig.size() < ShortestModulusFor(alg, hashLen)) return false;
     Bytes sigLE = Reversed(sig.data(), sig.size());
     return VerifyHashValue(slot_.prov(), key, alg, hashBuf, hashLen, sigLE, PROV_RSA_AES, kErr);
 }
@@ -86,6 +98,8 @@ unsigned int WinCAPICryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* ha
     ALG_ID alg = HashAlgId(type);
     if (alg == 0 || type == kHashGost3411)
         throw XSECCryptoException(kErr, "WinCAPI: unsupported hash algorithm for RSA");
+    if (getLength() < ShortestModulusFor(alg, hashLen))
+        throw XSECCryptoException(kErr, "WinCAPI: the RSA key is too short for a signature of this hash");
     Bytes sigLE = SignHashValue(slot_.prov(), slot_.keySpec(), alg, hashBuf, hashLen, kErr);
     Bytes sig = Reversed(sigLE.data(), sigLE.size());
     return CopyOut(EncodeBase64(sig.data(), sig.size()), base64SignatureBuf, base64SignatureBufLen,
