@@ -35,8 +35,11 @@ ALG_ID BlobAlgorithm(const BYTE* blob, DWORD size);
 // ERROR_MORE_DATA (with the size needed) when the buffer is too small.
 BOOL AnswerDword(DWORD value, BYTE* data, DWORD* size);
 
-// A provider parameter of this provider's own: the number of its contexts acquired and not
-// released (all types), as a DWORD.
+// Provider parameters of this provider's own, each a DWORD over all contexts and types: the
+// contexts acquired and not released, the keys handed out and not destroyed, the hashes
+// created and not destroyed.
 constexpr DWORD kPpLiveContexts = 0x54410001;
+constexpr DWORD kPpLiveKeys = 0x54410002;
+constexpr DWORD kPpLiveHashes = 0x54410003;
 
 }  // namespace faulty

@@ -29,9 +29,25 @@ BOOL Fail(DWORD error) {
 
 Context* FromHandle(HCRYPTPROV handle) { return reinterpret_cast<Context*>(handle); }
 
-// Contexts acquired and not yet released, of every type: tests ask for it to see whether
-// their code releases what it acquires (faulty::kPpLiveContexts).
+// Contexts acquired and not yet released, keys handed out and not yet destroyed, hashes
+// created and not yet destroyed, of every type: tests ask for them to see whether their
+// code gives back every handle it gets (faulty::kPpLiveContexts, kPpLiveKeys, kPpLiveHashes).
+// A key or hash is counted when the real provider made it and uncounted when the real
+// provider took it back; releasing its context does neither, since CryptoAPI wants keys and
+// hashes destroyed before their context is released.
 std::atomic<long> liveContexts{0};
+std::atomic<long> liveKeys{0};
+std::atomic<long> liveHashes{0};
+
+BOOL CountMade(BOOL made, std::atomic<long>& live) {
+    if (made) ++live;
+    return made;
+}
+
+BOOL CountDestroyed(BOOL destroyed, std::atomic<long>& live) {
+    if (destroyed) --live;
+    return destroyed;
+}
 
 template <class Fn, class... Args>
 BOOL Forward(HCRYPTPROV handle, Fn Backend::*entry, Args... args) {
@@ -42,9 +58,11 @@ BOOL Forward(HCRYPTPROV handle, Fn Backend::*entry, Args... args) {
     return fn(context->inner, args...);
 }
 
-// After a key-making call: records the key's algorithm where the backend cannot be asked.
+// After a key-making call: counts the key and records its algorithm where the backend
+// cannot be asked.
 BOOL Record(BOOL made, HCRYPTPROV handle, const HCRYPTKEY* key, ALG_ID algId) {
     Context* context = FromHandle(handle);
+    if (made) ++liveKeys;
     if (made && key != nullptr && context->backend->keyParamsAnsweredHere) context->keys.Remember(*key, algId);
     return made;
 }
@@ -102,7 +120,7 @@ BOOL WINAPI CPDeriveKey(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTHASH hHash, DWORD 
 
 // Forgotten whatever the backend answers: a handle it refuses is no key of it either.
 BOOL WINAPI CPDestroyKey(HCRYPTPROV hProv, HCRYPTKEY hKey) {
-    const BOOL destroyed = Forward(hProv, &Backend::CPDestroyKey, hKey);
+    const BOOL destroyed = CountDestroyed(Forward(hProv, &Backend::CPDestroyKey, hKey), liveKeys);
     if (Context* context = FromHandle(hProv)) context->keys.Forget(hKey);
     return destroyed;
 }
@@ -129,8 +147,12 @@ BOOL WINAPI CPSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, 
 // PP_PROVTYPE is the backend's answer when it gives one (rsaenh reports 1 for type 24 too,
 // as in a default prefix); when it fails (Wine's dssenh), the type the context was acquired for.
 BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbData, DWORD dwFlags) {
-    if (dwParam == faulty::kPpLiveContexts && FromHandle(hProv) != nullptr) {
-        return faulty::AnswerDword(static_cast<DWORD>(liveContexts.load()), pbData, pcbData);
+    if (FromHandle(hProv) != nullptr) {
+        const std::atomic<long>* live = dwParam == faulty::kPpLiveContexts ? &liveContexts
+                                        : dwParam == faulty::kPpLiveKeys   ? &liveKeys
+                                        : dwParam == faulty::kPpLiveHashes ? &liveHashes
+                                                                           : nullptr;
+        if (live != nullptr) return faulty::AnswerDword(static_cast<DWORD>(live->load()), pbData, pcbData);
     }
     if (Forward(hProv, &Backend::CPGetProvParam, dwParam, pbData, pcbData, dwFlags)) return TRUE;
     if (dwParam != PP_PROVTYPE || FromHandle(hProv) == nullptr) return FALSE;
@@ -168,7 +190,7 @@ BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
 }
 
 BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWORD dwFlags, HCRYPTHASH* phHash) {
-    return Forward(hProv, &Backend::CPCreateHash, Algid, hKey, dwFlags, phHash);
+    return CountMade(Forward(hProv, &Backend::CPCreateHash, Algid, hKey, dwFlags, phHash), liveHashes);
 }
 
 BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, DWORD cbData, DWORD dwFlags) {
@@ -185,7 +207,7 @@ BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeyPair, LPCW
 }
 
 BOOL WINAPI CPDestroyHash(HCRYPTPROV hProv, HCRYPTHASH hHash) {
-    return Forward(hProv, &Backend::CPDestroyHash, hHash);
+    return CountDestroyed(Forward(hProv, &Backend::CPDestroyHash, hHash), liveHashes);
 }
 
 BOOL WINAPI CPVerifySignature(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbSignature, DWORD cbSignature,
@@ -205,7 +227,7 @@ BOOL WINAPI CPGetUserKey(HCRYPTPROV hProv, DWORD dwKeyPair, HCRYPTKEY* phUserKey
 
 BOOL WINAPI CPDuplicateHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD* pdwReserved, DWORD dwFlags,
                             HCRYPTHASH* phHash) {
-    return Forward(hProv, &Backend::CPDuplicateHash, hHash, pdwReserved, dwFlags, phHash);
+    return CountMade(Forward(hProv, &Backend::CPDuplicateHash, hHash, pdwReserved, dwFlags, phHash), liveHashes);
 }
 
 BOOL WINAPI CPDuplicateKey(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD* pdwReserved, DWORD dwFlags, HCRYPTKEY* phKey) {

@@ -455,3 +455,50 @@ TEST(FaultyCspForward, LiveContextsAreCounted) {
     ASSERT_TRUE(CryptReleaseContext(second, 0));
     EXPECT_EQ(base, live());
 }
+
+// Keys and hashes are counted from the call that makes them (generated, user, imported,
+// duplicated, derived keys; created and duplicated hashes) to their destruction, over all
+// types; a failed call makes nothing.
+TEST(FaultyCspForward, LiveKeysAndHashesAreCounted) {
+    constexpr DWORD kPpLiveKeys = 0x54410002;
+    constexpr DWORD kPpLiveHashes = 0x54410003;
+    Prov rsa, dss;
+    ASSERT_TRUE(CryptAcquireContextW(&rsa.h, nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT));
+    ASSERT_TRUE(CryptAcquireContextW(&dss.h, nullptr, nullptr, PROV_DSS, CRYPT_VERIFYCONTEXT));
+    auto live = [&](DWORD param) {
+        DWORD count = 0, size = sizeof(count);
+        return CryptGetProvParam(dss.h, param, reinterpret_cast<BYTE*>(&count), &size, 0) ? count : ~0u;
+    };
+    const DWORD keys = live(kPpLiveKeys), hashes = live(kPpLiveHashes);
+    ASSERT_NE(~0u, keys);
+    ASSERT_NE(~0u, hashes);
+    {
+        Key generated, imported, duplicate, derived, dssKey;
+        ASSERT_TRUE(CryptGenKey(rsa.h, AT_SIGNATURE, 1024u << 16, &generated.h)) << std::hex << GetLastError();
+        ASSERT_TRUE(CryptGenKey(dss.h, CALG_DSS_SIGN, 512u << 16, &dssKey.h)) << std::hex << GetLastError();
+        EXPECT_EQ(keys + 2, live(kPpLiveKeys));
+        const Bytes blob = PublicBlob(generated.h);
+        ASSERT_TRUE(CryptImportKey(rsa.h, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &imported.h));
+        ASSERT_TRUE(CryptDuplicateKey(imported.h, nullptr, 0, &duplicate.h)) << std::hex << GetLastError();
+        EXPECT_EQ(keys + 4, live(kPpLiveKeys));
+        Hash hash, copy;
+        ASSERT_TRUE(CryptCreateHash(rsa.h, CALG_SHA_256, 0, 0, &hash.h));
+        ASSERT_TRUE(CryptDuplicateHash(hash.h, nullptr, 0, &copy.h)) << std::hex << GetLastError();
+        EXPECT_EQ(hashes + 2, live(kPpLiveHashes));
+        ASSERT_TRUE(CryptDeriveKey(rsa.h, CALG_AES_128, hash.h, 0, &derived.h)) << std::hex << GetLastError();
+        EXPECT_EQ(keys + 5, live(kPpLiveKeys));
+        HCRYPTKEY refused = 0;
+        EXPECT_FALSE(CryptImportKey(rsa.h, blob.data(), 4, 0, 0, &refused));
+        EXPECT_EQ(keys + 5, live(kPpLiveKeys));
+        HCRYPTHASH bad = 0;
+        EXPECT_FALSE(CryptCreateHash(rsa.h, 0xFFFF, 0, 0, &bad));
+        EXPECT_EQ(hashes + 2, live(kPpLiveHashes));
+        Key user, none;
+        ASSERT_TRUE(CryptGetUserKey(rsa.h, AT_SIGNATURE, &user.h)) << std::hex << GetLastError();
+        EXPECT_EQ(keys + 6, live(kPpLiveKeys));
+        ASSERT_FALSE(CryptGetUserKey(rsa.h, AT_KEYEXCHANGE, &none.h));  // no such key pair was made
+        EXPECT_EQ(keys + 6, live(kPpLiveKeys));
+    }
+    EXPECT_EQ(keys, live(kPpLiveKeys));
+    EXPECT_EQ(hashes, live(kPpLiveHashes));
+}
