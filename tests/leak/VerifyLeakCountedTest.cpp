@@ -137,15 +137,7 @@ TEST(VerifyLeakCounted, TenThousandRoundsGiveBackEveryCryptoApiHandle) {
                 static_cast<unsigned long>(before.contexts), static_cast<unsigned long>(before.keys),
                 static_cast<unsigned long>(before.hashes), static_cast<unsigned long>(counts.contexts),
                 static_cast<unsigned long>(counts.keys), static_cast<unsigned long>(counts.hashes));
-    std::printf("handles: %lu after round 1, %lu after round %d (allowed +%lu)\n",
-                static_cast<unsigned long>(handles), static_cast<unsigned long>(handlesEnd), kRounds,
-                static_cast<unsigned long>(kHandleMargin));
-    std::printf("private bytes: %llu after round 1, %llu after round %d (%+lld; allowed +%llu)\n",
-                static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(bytesEnd), kRounds,
-                static_cast<long long>(bytesEnd) - static_cast<long long>(bytes),
-                static_cast<unsigned long long>(kPrivateBytesMargin));
-    std::printf("rounds 2..%d (8 verifications each) in %.1f s: %.0f rounds/s\n", kRounds, seconds,
-                (kRounds - 1) / seconds);
+    leak::PrintLoopFigures({handles, handlesEnd, kHandleMargin, bytes, bytesEnd, kPrivateBytesMargin, kRounds, 8, seconds});
     // The library's own contexts stay for the process; keys and hashes never do.
     EXPECT_EQ(before.keys, counts.keys);
     EXPECT_EQ(before.hashes, counts.hashes);

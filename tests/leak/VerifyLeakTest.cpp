@@ -69,15 +69,7 @@ TEST(VerifyLeak, TenThousandRoundsKeepHandlesAndPrivateBytes) {
     const SIZE_T bytesEnd = PrivateBytes();
     const DWORD handlesEnd = Handles();
 
-    std::printf("handles: %lu after round 1, %lu after round %d (allowed +%lu)\n",
-                static_cast<unsigned long>(handles), static_cast<unsigned long>(handlesEnd), kRounds,
-                static_cast<unsigned long>(kHandleMargin));
-    std::printf("private bytes: %llu after round 1, %llu after round %d (%+lld; allowed +%llu)\n",
-                static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(bytesEnd), kRounds,
-                static_cast<long long>(bytesEnd) - static_cast<long long>(bytes),
-                static_cast<unsigned long long>(kPrivateBytesMargin));
-    std::printf("rounds 2..%d (4 verifications each) in %.1f s: %.0f rounds/s\n", kRounds, seconds,
-                (kRounds - 1) / seconds);
+    leak::PrintLoopFigures({handles, handlesEnd, kHandleMargin, bytes, bytesEnd, kPrivateBytesMargin, kRounds, 4, seconds});
     EXPECT_LE(handlesEnd, handles + kHandleMargin);
     EXPECT_LE(bytesEnd, bytes + kPrivateBytesMargin);
 }

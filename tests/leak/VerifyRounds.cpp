@@ -179,4 +179,16 @@ std::string WithTamperedSignatureValue(std::string xml) {
     return HasStatus(sig->hSignature, "tampered signature", CRYPT_XML_STATUS_ERROR_SIGNATURE_INVALID, 0);
 }
 
+void PrintLoopFigures(const LoopFigures& f) {
+    std::printf("handles: %lu after round 1, %lu after round %d (allowed +%lu)\n",
+                static_cast<unsigned long>(f.handles), static_cast<unsigned long>(f.handlesEnd), f.rounds,
+                static_cast<unsigned long>(f.handleMargin));
+    std::printf("private bytes: %llu after round 1, %llu after round %d (%+lld; allowed +%llu)\n",
+                static_cast<unsigned long long>(f.bytes), static_cast<unsigned long long>(f.bytesEnd), f.rounds,
+                static_cast<long long>(f.bytesEnd) - static_cast<long long>(f.bytes),
+                static_cast<unsigned long long>(f.bytesMargin));
+    std::printf("rounds 2..%d (%d verifications each) in %.1f s: %.0f rounds/s\n", f.rounds, f.verificationsPerRound,
+                f.seconds, (f.rounds - 1) / f.seconds);
+}
+
 }  // namespace leak

@@ -167,12 +167,7 @@ int RunFuzzing(const Options& options) {
     Corpus corpus;
     Dictionary dictionary;
     ExerciseSettings settings;
-    std::string error;
-    if (!LoadCorpus(options, corpus, error) || !LoadSettings(options, settings, error)) {
-        std::printf("cryptxml-fuzz: %s\n", error.c_str());
-        return 2;
-    }
-    LoadDictionary(dictionary);
+    if (!LoadInputs(options, corpus, dictionary, settings)) return 2;
     const Exercise exercise(settings);
     const Mutator mutator(corpus, dictionary);
     const CspCounters csp;

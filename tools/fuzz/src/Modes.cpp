@@ -89,12 +89,7 @@ int RunReplay(const Options& options) {
     Corpus corpus;
     Dictionary dictionary;
     ExerciseSettings settings;
-    std::string error;
-    if (!LoadCorpus(options, corpus, error) || !LoadSettings(options, settings, error)) {
-        std::printf("cryptxml-fuzz: %s\n", error.c_str());
-        return 2;
-    }
-    LoadDictionary(dictionary);
+    if (!LoadInputs(options, corpus, dictionary, settings)) return 2;
     Rng rng = Rng::ForIteration(options.seed, options.replayIteration);
     size_t seedIndex = 0;
     const std::string input = Mutator(corpus, dictionary).Make(rng, seedIndex);

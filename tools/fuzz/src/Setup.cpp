@@ -53,4 +53,14 @@ bool LoadSettings(const Options& options, ExerciseSettings& settings, std::strin
     return true;
 }
 
+bool LoadInputs(const Options& options, Corpus& corpus, Dictionary& dictionary, ExerciseSettings& settings) {
+    std::string error;
+    if (!LoadCorpus(options, corpus, error) || !LoadSettings(options, settings, error)) {
+        std::printf("cryptxml-fuzz: %s\n", error.c_str());
+        return false;
+    }
+    LoadDictionary(dictionary);
+    return true;
+}
+
 }  // namespace fuzz

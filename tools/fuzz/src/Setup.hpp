@@ -16,6 +16,9 @@ void LoadDictionary(Dictionary& dictionary);
 // The data of --external, read from the files named.
 bool LoadSettings(const Options& options, ExerciseSettings& settings, std::string& error);
 
+// All three; false, after printing why, when the corpus or the settings could not be read.
+bool LoadInputs(const Options& options, Corpus& corpus, Dictionary& dictionary, ExerciseSettings& settings);
+
 std::string HexText(uint64_t value);
 
 }  // namespace fuzz
