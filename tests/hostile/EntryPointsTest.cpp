@@ -102,17 +102,7 @@ std::vector<EntryPoint> AllEntryPoints() {
          },
          FrameLine(L"CryptXmlSign")},
         {"GOST KeyValue", "KeyValue", kDsigXmlns,
-         [](const CRYPT_XML_BLOB& blob) {
-             CRYPT_XML_KEY_VALUE value = {};
-             value.dwType = CRYPT_XML_KEY_VALUE_TYPE_GOST;
-             value.GOSTKeyValue = blob;
-             HCRYPTPROV prov = 0;
-             HCRYPTKEY key = 0;
-             const Outcome out = Answered(dll().ImportPublicKeyCAPI(0, &value, &prov, &key));
-             if (key != 0) CryptDestroyKey(key);
-             if (prov != 0) CryptReleaseContext(prov, 0);
-             return out;
-         },
+         [](const CRYPT_XML_BLOB& blob) { return Answered(ImportGostKeyValue(blob)); },
          [](const std::string& detail) {
              return testing_support::ExpectedLine(L"ImportGostKey. " +
                                                   testing_support::Widen(testing_support::CodeMessage(

@@ -136,4 +136,17 @@ private:
     std::thread sampler_;
 };
 
+// CryptXmlImportPublicKeyCAPI with a GOST KeyValue blob; whatever it hands out is released.
+inline HRESULT ImportGostKeyValue(const CRYPT_XML_BLOB& blob) {
+    CRYPT_XML_KEY_VALUE value = {};
+    value.dwType = CRYPT_XML_KEY_VALUE_TYPE_GOST;
+    value.GOSTKeyValue = blob;
+    HCRYPTPROV prov = 0;
+    HCRYPTKEY key = 0;
+    const HRESULT hr = testing_support::CryptXmlDll::Get().ImportPublicKeyCAPI(0, &value, &prov, &key);
+    if (key != 0) CryptDestroyKey(key);
+    if (prov != 0) CryptReleaseContext(prov, 0);
+    return hr;
+}
+
 }  // namespace hostile

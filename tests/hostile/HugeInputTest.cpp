@@ -105,14 +105,7 @@ std::vector<Claim> Claims() {
          Line(L"CryptXmlSign. ", "SigContext::AddKeyInfoSpec", kTooLarge,
               "the length of keyInfo xml is exceeded CRYPT_XML_BLOB_MAX.")},
         {"GOST KeyValue",
-         [](const CRYPT_XML_BLOB& blob) {
-             CRYPT_XML_KEY_VALUE value = {};
-             value.dwType = CRYPT_XML_KEY_VALUE_TYPE_GOST;
-             value.GOSTKeyValue = blob;
-             HCRYPTPROV prov = 0;
-             HCRYPTKEY key = 0;
-             return dll().ImportPublicKeyCAPI(0, &value, &prov, &key);
-         },
+         [](const CRYPT_XML_BLOB& blob) { return ImportGostKeyValue(blob); },
          kLarge,
          Line(L"ImportGostKey. ", "ImportGostKey", kTooLarge, "the length of keyValue xml is exceeded CRYPT_XML_BLOB_MAX.")},
     };
