@@ -5,7 +5,7 @@
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
 #include "algorithms/AlgorithmCatalog.hpp"
-#include "api/CryptXmlException.hpp"
+#include "base/CryptXmlException.hpp"
 #include "crypto/SignatureFamilySupport.hpp"
 
 namespace algInfo {

@@ -2,12 +2,20 @@
 
 #include <cwchar>
 
-#include "api/CryptXmlException.hpp"
+#include "base/CryptXmlException.hpp"
+#include "crypto/Ids.hpp"
+#include "keys/KeyFamilies.hpp"
 
 namespace algInfo {
 namespace {
 
-constexpr ProviderLink kGostDigest{7, kDigest};
+constexpr DWORD kHashGost = ids::kHashGost3411;
+constexpr DWORD kRsa = ids::kFamilyRsa;
+constexpr DWORD kDsa = ids::kFamilyDsa;
+constexpr DWORD kHmac = ids::kFamilyHmac;
+constexpr DWORD kGost2001 = ids::kFamilyGost2001;
+
+constexpr ProviderLink kGostDigest{kHashGost, kDigest};
 constexpr ProviderLink kSha1Digest{1, kDigest};
 constexpr ProviderLink kSha256Digest{4, kDigest};
 constexpr ProviderLink kSha384Digest{5, kDigest};
@@ -21,7 +29,7 @@ constexpr ProviderLink kRsaSha512{6, kRsa};
 constexpr ProviderLink kRsaSha384{5, kRsa};
 constexpr ProviderLink kRsaSha256{4, kRsa};
 constexpr ProviderLink kRsaSha1{1, kRsa};
-constexpr ProviderLink kGost2001Sig{7, kGost2001};
+constexpr ProviderLink kGost2001Sig{kHashGost, kGost2001};
 
 // The record's own pvExtraInfo is a plain void*; callers only read through it.
 void* Extra(const ProviderLink& link) { return const_cast<ProviderLink*>(&link); }
@@ -93,6 +101,10 @@ void Enumerate(const CRYPT_XML_ALGORITHM_INFO (&list)[N], void* pvArg,
 
 const ProviderLink& LinkOf(const CRYPT_XML_ALGORITHM_INFO& entry) {
     return *static_cast<const ProviderLink*>(entry.pvExtraInfo);
+}
+
+const keys::KeyFamily* FamilyOf(const CRYPT_XML_ALGORITHM_INFO& entry) noexcept {
+    return entry.dwGroupId == CRYPT_XML_GROUP_ID_SIGN ? keyFamilies::ForSignatureFamily(LinkOf(entry).sigFamily) : nullptr;
 }
 
 const CRYPT_XML_ALGORITHM_INFO* FindAlgInfoByURI(const wchar_t* uri) {

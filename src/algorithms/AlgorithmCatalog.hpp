@@ -1,27 +1,26 @@
 #pragma once
-#include "api/WinApi.hpp"
+#include "base/WinApi.hpp"
+#include "keys/KeyFamily.hpp"
 
 // The library's fixed list of digest and signature algorithms. Every lookup returns the
 // first match in list order (digests first), or null for "not found"; bad arguments raise
 // E_INVALIDARG under the lookup's own name.
 namespace algInfo {
 
-// Signature families as the crypto provider counts them; 0 marks a digest.
-enum SigFamily : DWORD {
-    kDigest = 0,
-    kRsa = 1,
-    kDsa = 2,
-    kHmac = 3,
-    kGost2001 = 5,
-};
+// A digest's signature family: none.
+constexpr DWORD kDigest = 0;
 
-// What pvExtraInfo of a catalog entry points to: the link to the crypto provider.
+// What pvExtraInfo of a catalog entry points to: the link to the crypto provider and to
+// the key family.
 struct ProviderLink {
-    DWORD xsecHashType;  // XSECCryptoHash::HashType; 7 is GOST R 34.11-94
-    DWORD sigFamily;
+    DWORD xsecHashType;  // XSECCryptoHash::HashType
+    DWORD sigFamily;     // keys::KeyFamily::SignatureFamily(), kDigest for a digest
 };
 
 const ProviderLink& LinkOf(const CRYPT_XML_ALGORITHM_INFO& entry);
+
+// The key family of a signature method; null for a digest.
+const keys::KeyFamily* FamilyOf(const CRYPT_XML_ALGORITHM_INFO& entry) noexcept;
 
 const CRYPT_XML_ALGORITHM_INFO* FindAlgInfoByURI(const wchar_t* uri);
 const CRYPT_XML_ALGORITHM_INFO* FindAlgInfoByName(const wchar_t* name);

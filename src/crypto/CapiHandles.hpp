@@ -1,7 +1,7 @@
 #pragma once
 // Owning wrappers for the CryptoAPI handles of the crypto provider classes. Each one is
 // move-only and releases its handle in its destructor; a null handle is 0.
-#include "api/WinApi.hpp"
+#include "base/WinApi.hpp"
 
 #include <wincrypt.h>
 

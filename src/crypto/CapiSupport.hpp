@@ -2,6 +2,7 @@
 // Helpers shared by the CryptoAPI crypto classes: error reporting as xml-security-c
 // expects it, Base64 of big numbers, byte order and the hash algorithm map.
 #include "crypto/CapiHandles.hpp"
+#include "crypto/Ids.hpp"
 
 #include <xsec/enc/XSECCryptoException.hpp>
 #include <xsec/enc/XSECCryptoHash.hpp>
@@ -14,7 +15,7 @@ namespace crypto {
 using Bytes = std::vector<unsigned char>;
 
 // The GOST R 34.11-94 hash type, which xml-security-c's enum does not name.
-constexpr XSECCryptoHash::HashType kHashGost3411 = static_cast<XSECCryptoHash::HashType>(7);
+constexpr XSECCryptoHash::HashType kHashGost3411 = static_cast<XSECCryptoHash::HashType>(ids::kHashGost3411);
 
 // Throws XSECCryptoException(type) with "<what> failed, error 0x<GetLastError()>".
 [[noreturn]] void ThrowLastError(XSECCryptoException::XSECCryptoExceptionType type, const char* what);

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "api/WinApi.hpp"
+#include "base/WinApi.hpp"
 
 namespace gostBlob {
 

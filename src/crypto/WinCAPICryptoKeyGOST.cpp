@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "api/TextConvert.hpp"
+#include "base/TextConvert.hpp"
 #include "crypto/CapiSupport.hpp"
 
 namespace {

@@ -1,6 +1,6 @@
 #pragma once
 // The secret of an HMAC signature, held in memory (safeBuffer marked sensitive).
-#include "api/WinApi.hpp"
+#include "base/WinApi.hpp"
 
 #include <wincrypt.h>
 

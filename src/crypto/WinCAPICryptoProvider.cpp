@@ -1,6 +1,7 @@
 #include "crypto/WinCAPICryptoProvider.hpp"
 
 #include "crypto/CapiSupport.hpp"
+#include "crypto/Ids.hpp"
 #include "crypto/WinCAPICryptoHash.hpp"
 #include "crypto/WinCAPICryptoHashHMAC.hpp"
 #include "crypto/WinCAPICryptoKeyDSA.hpp"
@@ -14,8 +15,6 @@ using namespace crypto;
 
 namespace {
 
-constexpr DWORD kProvGost2001 = 75;  // PROV_GOST_2001_DH
-constexpr DWORD kProvGostLegacy = 2;  // the legacy shared GOST provider type
 
 ProvHandle AcquireVerifyContext(DWORD provType) noexcept {
     ProvHandle prov;
@@ -28,8 +27,8 @@ ProvHandle AcquireVerifyContext(DWORD provType) noexcept {
 
 WinCAPICryptoProvider::WinCAPICryptoProvider()
     : rsa_(AcquireVerifyContext(PROV_RSA_AES)), dss_(AcquireVerifyContext(PROV_DSS)) {
-    gost_ = AcquireVerifyContext(kProvGost2001);
-    if (!gost_) gost_ = AcquireVerifyContext(kProvGostLegacy);
+    gost_ = AcquireVerifyContext(ids::kProvGost2001);
+    if (!gost_) gost_ = AcquireVerifyContext(ids::kProvGostLegacy);
 }
 
 WinCAPICryptoProvider::~WinCAPICryptoProvider() = default;
@@ -117,11 +116,13 @@ unsigned int WinCAPICryptoProvider::getRandom(unsigned char* buffer, unsigned in
 }
 
 bool WinCAPICryptoProvider::signatureFamilySupported(unsigned family) const {
-    switch (family) {
-    case 1: return static_cast<bool>(rsa_);
-    case 2: return static_cast<bool>(dss_);
-    case 3: return static_cast<bool>(rsa_);
-    case 5: return static_cast<bool>(gost_);
-    default: return false;
+    // Which of the provider's contexts computes each family; HMAC runs on the RSA one.
+    const struct {
+        unsigned family;
+        const ProvHandle& prov;
+    } served[] = {{ids::kFamilyRsa, rsa_}, {ids::kFamilyDsa, dss_}, {ids::kFamilyHmac, rsa_}, {ids::kFamilyGost2001, gost_}};
+    for (const auto& entry : served) {
+        if (entry.family == family) return static_cast<bool>(entry.prov);
     }
+    return false;
 }

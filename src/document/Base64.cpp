@@ -10,7 +10,8 @@
 #include <xsec/enc/XSCrypt/XSCryptCryptoBase64.hpp>
 #include <xsec/enc/XSECCryptoException.hpp>
 
-#include "api/CryptXmlException.hpp"
+#include "base/CryptXmlException.hpp"
+#include "base/XsecErrors.hpp"
 
 namespace base64 {
 namespace {
@@ -69,9 +70,9 @@ void Base64ToBin(const wchar_t* base64, std::vector<BYTE>& out) {
             coder.decode(reinterpret_cast<const unsigned char*>(narrow.get()), narrowLength, out.data(), narrowLength);
         const unsigned int finished = coder.decodeFinish(out.data() + decoded, narrowLength - decoded);
         out.resize(decoded + finished);
-    } catch (const XSECCryptoException& e) {
+    } catch (...) {
         out.clear();
-        errors::Raise<hr::kInvalidFormat>(kBase64ToBin, e.getMsg());
+        xsecErrors::RethrowAsInvalidFormat(kBase64ToBin);
     }
 }
 

@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "api/WinApi.hpp"
+#include "base/WinApi.hpp"
 
 // Base64 both ways, through xml-security-c's coder (which skips white space when decoding
 // and breaks lines when encoding).

@@ -9,8 +9,8 @@
 #include <xercesc/util/XMLUni.hpp>
 #include <xercesc/validators/DTD/DTDEntityDecl.hpp>
 
-#include "api/CryptXmlException.hpp"
-#include "api/TextConvert.hpp"
+#include "base/CryptXmlException.hpp"
+#include "base/TextConvert.hpp"
 
 namespace parseGuard {
 namespace {

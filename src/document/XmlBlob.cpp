@@ -10,7 +10,8 @@
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLException.hpp>
 
-#include "api/CryptXmlException.hpp"
+#include "base/CryptXmlException.hpp"
+#include "base/XsecErrors.hpp"
 #include "document/ParseGuard.hpp"
 
 namespace xmlBlob {
@@ -127,10 +128,10 @@ xc::DOMElement* CreateDomStructure(xc::XercesDOMParser& parser, const CRYPT_XML_
     }
     try {
         return ParseBlob(parser, xmlBlob);
-    } catch (const xc::XMLException& e) {
-        throw CryptXmlException(L"CreateDomStructure", e.getMessage());
-    } catch (const xc::DOMException& e) {
-        throw CryptXmlException(L"CreateDomStructure", e.getMessage());
+    } catch (const CryptXmlException&) {
+        throw;
+    } catch (...) {
+        xsecErrors::RethrowAsFailure("CreateDomStructure");
     }
 }
 
@@ -141,10 +142,10 @@ xc::DOMElement* ImportElem(xc::DOMDocument* targetDomDoc, const xc::DOMElement* 
     xc::DOMNode* imported = nullptr;
     try {
         imported = targetDomDoc->importNode(sourceElem, true);
-    } catch (const xc::DOMException& e) {
-        throw CryptXmlException(L"ImportElem", e.getMessage());
-    } catch (const xc::XMLException& e) {
-        throw CryptXmlException(L"ImportElem", e.getMessage());
+    } catch (const CryptXmlException&) {
+        throw;
+    } catch (...) {
+        xsecErrors::RethrowAsFailure("ImportElem");
     }
     if (imported == nullptr) errors::RaiseFailure(kImportElem, "failed to import a node.");
     if (imported->getNodeType() != xc::DOMNode::ELEMENT_NODE) errors::RaiseFailure(kImportElem, "nodeType != ELEMENT_NODE");
@@ -155,10 +156,10 @@ void EncodeNode(const xc::DOMNode* node, bool writeXmlDeclaration, DWORD charset
     if (node == nullptr) errors::Raise<hr::kInvalidArg>(kEncodeNode);
     try {
         Serialise(node, writeXmlDeclaration, charset, out);
-    } catch (const xc::XMLException& e) {
-        throw CryptXmlException(L"EncodeNode", e.getMessage());
-    } catch (const xc::DOMException& e) {
-        throw CryptXmlException(L"EncodeNode", e.getMessage());
+    } catch (const xc::XMLException&) {
+        xsecErrors::RethrowAsFailure("EncodeNode");
+    } catch (const xc::DOMException&) {
+        xsecErrors::RethrowAsFailure("EncodeNode");
     } catch (...) {
         errors::RaiseFailure(kEncodeNode, "Unexpected exception during writing into a buffer");
     }

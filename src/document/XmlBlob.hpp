@@ -4,7 +4,7 @@
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 
-#include "api/WinApi.hpp"
+#include "base/WinApi.hpp"
 
 // Caller bytes to DOM and back, and moving elements between documents. Every function
 // throws the library's exceptions; Xerces exceptions never leave them unconverted.

@@ -3,9 +3,10 @@
 #include <cstring>
 #include <vector>
 
-#include "api/Trace.hpp"
-#include "keys/DssCertificateKey.hpp"
-#include "keys/PublicKeyImport.hpp"
+#include "base/Trace.hpp"
+#include "base/XsecErrors.hpp"
+#include "keys/KeyFamilies.hpp"
+#include "keys/KeyValueImport.hpp"
 
 namespace keyInfoKey {
 namespace {
@@ -53,57 +54,7 @@ PCCERT_CONTEXT SignerOf(const Certificates& certs) {
     return certs.front().get();
 }
 
-// The provider types that hold a key of the certificate's algorithm, in order of preference.
-std::vector<DWORD> ProviderTypesFor(const char* keyOid) {
-    if (std::strcmp(keyOid, szOID_RSA_RSA) == 0) return {PROV_RSA_AES, PROV_RSA_FULL};
-    if (std::strcmp(keyOid, "1.2.643.2.2.19") == 0) return {75};  // GOST R 34.10-2001, PROV_GOST_2001_DH
-    return {};
-}
-
-HRESULT ImportKeyValue(const CRYPT_XML_KEY_VALUE& value, ImportedKey& out);
-
-// A DSA certificate's key goes the way of a DSAKeyValue.
-HRESULT ImportDssCertificateKey(const CERT_PUBLIC_KEY_INFO& info, ImportedKey& out) {
-    dssCertificateKey::Components parts;
-    if (!dssCertificateKey::Read(info, parts)) {
-        trace::traceA(kFunction, "the certificate's DSA key is malformed.");
-        return CRYPT_XML_E_INVALID_KEYVALUE;
-    }
-    CRYPT_XML_KEY_VALUE value = {};
-    value.dwType = CRYPT_XML_KEY_VALUE_TYPE_DSA;
-    const auto blob = [](std::vector<BYTE>& bytes) {
-        return CRYPT_XML_DATA_BLOB{static_cast<ULONG>(bytes.size()), bytes.data()};
-    };
-    value.DSAKeyValue.P = blob(parts.p);
-    value.DSAKeyValue.Q = blob(parts.q);
-    value.DSAKeyValue.G = blob(parts.g);
-    value.DSAKeyValue.Y = blob(parts.y);
-    return ImportKeyValue(value, out);
-}
-
-HRESULT ImportCertificateKey(PCCERT_CONTEXT cert, ImportedKey& out) {
-    CERT_PUBLIC_KEY_INFO* info = &cert->pCertInfo->SubjectPublicKeyInfo;
-    if (std::strcmp(info->Algorithm.pszObjId, szOID_X957_DSA) == 0) return ImportDssCertificateKey(*info, out);
-    const std::vector<DWORD> types = ProviderTypesFor(info->Algorithm.pszObjId);
-    if (types.empty()) {
-        trace::traceA(kFunction, "the certificate's key algorithm is not supported.");
-        return CRYPT_XML_E_ALGORITHM;
-    }
-    HRESULT result = E_FAIL;
-    for (DWORD type : types) {
-        if (CryptAcquireContextW(out.prov.put(), nullptr, nullptr, type, CRYPT_VERIFYCONTEXT) &&
-            CryptImportPublicKeyInfoEx(out.prov.get(), kEncoding, info, 0, 0, nullptr, out.key.put())) {
-            return S_OK;
-        }
-        result = keyImport::LastErrorResult();
-    }
-    out.key.reset();
-    out.prov.reset();
-    trace::traceA(kFunction, "the certificate's public key could not be imported.");
-    return FAILED(result) ? result : E_FAIL;
-}
-
-HRESULT ImportKeyValue(const CRYPT_XML_KEY_VALUE& value, ImportedKey& out) {
+HRESULT ImportKeyValue(const CRYPT_XML_KEY_VALUE& value, keys::ImportedKey& out) {
     HCRYPTPROV prov = 0;
     HCRYPTKEY key = 0;
     const HRESULT result = keyImport::ImportPublicKeyCAPI(&value, &prov, &key);
@@ -113,14 +64,35 @@ HRESULT ImportKeyValue(const CRYPT_XML_KEY_VALUE& value, ImportedKey& out) {
     return S_OK;
 }
 
+// The certificate's key through its family; a failure the family traced itself keeps
+// its trace, any other is traced here.
+HRESULT ImportCertificateKey(PCCERT_CONTEXT cert, keys::ImportedKey& out) {
+    const CERT_PUBLIC_KEY_INFO& info = cert->pCertInfo->SubjectPublicKeyInfo;
+    const keys::KeyFamily* family = keyFamilies::ForCertificateOid(info.Algorithm.pszObjId);
+    if (family == nullptr) {
+        trace::traceA(kFunction, "the certificate's key algorithm is not supported.");
+        return CRYPT_XML_E_ALGORITHM;
+    }
+    try {
+        out = family->ImportCertificateKey(info);
+        return S_OK;
+    } catch (const keys::TracedFailure& e) {
+        return e.hr();
+    } catch (...) {
+        return xsecErrors::Report(kFunction);
+    }
+}
+
 }  // namespace
 
-HRESULT Import(const CRYPT_XML_KEY_INFO* keyInfo, ImportedKey& out) {
+HRESULT Import(const CRYPT_XML_KEY_INFO* keyInfo, keys::ImportedKey& out) noexcept try {
     if (keyInfo == nullptr) return S_FALSE;
     if (const CRYPT_XML_KEY_VALUE* value = FirstKeyValue(*keyInfo)) return ImportKeyValue(*value, out);
     const Certificates certs = DecodeCertificates(*keyInfo);
     if (certs.empty()) return S_FALSE;
     return ImportCertificateKey(SignerOf(certs), out);
+} catch (...) {
+    return xsecErrors::Report(kFunction);
 }
 
 }  // namespace keyInfoKey

@@ -4,9 +4,9 @@
 #include <atomic>
 #include <mutex>
 
-#include "api/ContextRegistry.hpp"
-#include "api/RecursiveLock.hpp"
-#include "api/Trace.hpp"
+#include "dsig/ContextRegistry.hpp"
+#include "base/RecursiveLock.hpp"
+#include "base/Trace.hpp"
 
 namespace redirect {
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 #include <utility>
 
-#include "api/WinApi.hpp"
+#include "base/WinApi.hpp"
 
 // Forwarding of the published functions to the platform's own CryptXml.dll. Off by
 // default; while it is on, each published export hands its arguments unchanged to the

@@ -5,8 +5,9 @@
 
 #include "ScriptedCryptoProvider.hpp"
 #include "algorithms/AlgorithmCatalog.hpp"
-#include "api/CryptXmlException.hpp"
-#include "api/Lifecycle.hpp"
+#include "base/CryptXmlException.hpp"
+#include "crypto/XmlStack.hpp"
+#include "exports/Lifecycle.hpp"
 
 using testing_support::HashOnlyCryptoProvider;
 using testing_support::ScriptedCryptoProvider;
@@ -18,7 +19,7 @@ constexpr unsigned kRsa = 1, kHmac = 3, kGost2001 = 5;
 
 class Availability : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { lifecycle::ensureXmlStack(); }
+    static void SetUpTestSuite() { xmlStack::Ensure(); }
     static void TearDownTestSuite() { lifecycle::Cleanup(); }
     // xml-security-c owns the installed provider and deletes it when it is replaced.
     void Install(XSECCryptoProvider* provider) { XSECPlatformUtils::SetCryptoProvider(provider); }

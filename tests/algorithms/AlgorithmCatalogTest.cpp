@@ -5,7 +5,7 @@
 
 #include "../support/AlgorithmCallbacks.hpp"
 #include "algorithms/AlgorithmCatalog.hpp"
-#include "api/CryptXmlException.hpp"
+#include "base/CryptXmlException.hpp"
 
 using testing_support::CollectAlgorithm;
 using testing_support::CountAndStop;

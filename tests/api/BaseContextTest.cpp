@@ -4,7 +4,7 @@
 #include <string>
 
 #include "TestContexts.hpp"
-#include "api/CryptXmlException.hpp"
+#include "base/CryptXmlException.hpp"
 
 using testing_support::TestDocContext;
 

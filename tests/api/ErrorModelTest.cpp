@@ -5,9 +5,9 @@
 
 #include "../support/TraceLines.hpp"
 #include "UnitTrace.hpp"
-#include "api/CryptXmlException.hpp"
-#include "api/ErrorText.hpp"
-#include "api/ExportFrame.hpp"
+#include "base/CryptXmlException.hpp"
+#include "base/ErrorText.hpp"
+#include "exports/ExportFrame.hpp"
 
 using testing_support::ExpectedFrameLine;
 using testing_support::LastLine;

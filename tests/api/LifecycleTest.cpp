@@ -16,9 +16,9 @@
 #include "TestContexts.hpp"
 #include "UnitTrace.hpp"
 #include "algorithms/AlgorithmCatalog.hpp"
-#include "api/ContextRegistry.hpp"
-#include "api/CryptXmlException.hpp"
-#include "api/Lifecycle.hpp"
+#include "dsig/ContextRegistry.hpp"
+#include "base/CryptXmlException.hpp"
+#include "crypto/XmlStack.hpp"
 
 
 using testing_support::ExpectedLine;
@@ -90,10 +90,10 @@ TEST(Lifecycle, CleanupBeforeAnyOpenClosesAndStopsNothing) {
 }
 
 TEST(Lifecycle, EnsureStartsXercesThenXmlSecurityOnce) {
-    lifecycle::ensureXmlStack();
+    xmlStack::Ensure();
     EXPECT_TRUE(XercesUp());
     EXPECT_EQ(1, XSECPlatformUtils::initCount);
-    lifecycle::ensureXmlStack();
+    xmlStack::Ensure();
     EXPECT_EQ(1, XSECPlatformUtils::initCount);
     EXPECT_TRUE(ParsesADocument());
     // The CryptoAPI provider is installed with the stack and answers for what Wine's
@@ -142,10 +142,10 @@ TEST(Lifecycle, SecondCleanupDoesNothing) {
 }
 
 TEST(Lifecycle, OpenCleanupOpenRestartsTheStack) {
-    lifecycle::ensureXmlStack();
+    xmlStack::Ensure();
     EXPECT_TRUE(ParsesADocument());
     CryptXmlCleanup();
-    lifecycle::ensureXmlStack();
+    xmlStack::Ensure();
     EXPECT_TRUE(XercesUp());
     EXPECT_EQ(1, XSECPlatformUtils::initCount);
     EXPECT_TRUE(ParsesADocument());
@@ -156,7 +156,7 @@ TEST(Lifecycle, OpenCleanupOpenRestartsTheStack) {
 TEST(Lifecycle, HostXercesIsNotInitialisedAgainButCleanupStopsIt) {
     xc::XMLPlatformUtils::Initialize();  // the host's own start
     ASSERT_TRUE(XercesUp());
-    lifecycle::ensureXmlStack();
+    xmlStack::Ensure();
     EXPECT_TRUE(XsecUp());
     // Xerces counts its starts: had ensureXmlStack started it again, one Terminate would
     // leave it running.
@@ -167,7 +167,7 @@ TEST(Lifecycle, HostXercesIsNotInitialisedAgainButCleanupStopsIt) {
 
 TEST(Lifecycle, ConcurrentStartsHappenOnce) {
     std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i) threads.emplace_back([] { lifecycle::ensureXmlStack(); });
+    for (int i = 0; i < 8; ++i) threads.emplace_back([] { xmlStack::Ensure(); });
     for (std::thread& t : threads) t.join();
     EXPECT_EQ(1, XSECPlatformUtils::initCount);
     CryptXmlCleanup();

@@ -9,9 +9,9 @@
 #include "../support/TraceLines.hpp"
 #include "TestContexts.hpp"
 #include "UnitTrace.hpp"
-#include "api/ContextRegistry.hpp"
-#include "api/CryptXmlException.hpp"
-#include "api/ExportFrame.hpp"
+#include "dsig/ContextRegistry.hpp"
+#include "base/CryptXmlException.hpp"
+#include "exports/ExportFrame.hpp"
 
 using testing_support::ExpectedLine;
 using testing_support::LastLine;

@@ -1,7 +1,7 @@
 #pragma once
 #include <atomic>
 
-#include "api/BaseContext.hpp"
+#include "dsig/BaseContext.hpp"
 
 namespace testing_support {
 

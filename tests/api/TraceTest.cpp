@@ -4,8 +4,8 @@
 
 #include "../support/TraceLines.hpp"
 #include "UnitTrace.hpp"
-#include "api/CryptXmlException.hpp"
-#include "api/Trace.hpp"
+#include "base/CryptXmlException.hpp"
+#include "base/Trace.hpp"
 
 using testing_support::ExpectedLine;
 using testing_support::LastLine;

@@ -1,7 +1,7 @@
 #pragma once
 #include <string>
 
-#include "api/Trace.hpp"
+#include "base/Trace.hpp"
 
 namespace testing_support {
 

@@ -1,7 +1,7 @@
 #pragma once
 // Helpers of the CryptoAPI provider tests: hex, digests, and a named key container that is
 // deleted before and after use (Wine keeps container keys on disk).
-#include "api/WinApi.hpp"
+#include "base/WinApi.hpp"
 
 #include <wincrypt.h>
 

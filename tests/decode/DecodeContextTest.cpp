@@ -7,13 +7,14 @@
 #include <vector>
 
 #include "../blackbox/SignatureXml.hpp"
-#include "api/ContextRegistry.hpp"
-#include "api/CryptXmlException.hpp"
-#include "api/Lifecycle.hpp"
-#include "document/DocContext.hpp"
-#include "reference/ObjContext.hpp"
-#include "reference/RefContext.hpp"
-#include "signature/SigContext.hpp"
+#include "dsig/ContextRegistry.hpp"
+#include "base/CryptXmlException.hpp"
+#include "crypto/XmlStack.hpp"
+#include "exports/Lifecycle.hpp"
+#include "dsig/DocContext.hpp"
+#include "dsig/ObjContext.hpp"
+#include "dsig/RefContext.hpp"
+#include "dsig/SigContext.hpp"
 
 using testing_support::Document;
 using testing_support::SigParts;
@@ -22,7 +23,7 @@ namespace {
 
 class Contexts : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { lifecycle::ensureXmlStack(); }
+    static void SetUpTestSuite() { xmlStack::Ensure(); }
     static void TearDownTestSuite() { lifecycle::Cleanup(); }
 
     std::unique_ptr<DocContext> Open(const std::string& xml, DWORD charset = CRYPT_XML_CHARSET_AUTO,

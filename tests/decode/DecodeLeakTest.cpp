@@ -9,8 +9,8 @@
 
 #include "../blackbox/SignatureXml.hpp"
 #include "CountingAllocator.hpp"
-#include "api/ContextRegistry.hpp"
-#include "api/Lifecycle.hpp"
+#include "dsig/ContextRegistry.hpp"
+#include "crypto/XmlStack.hpp"
 
 using testing_support::Document;
 using testing_support::SigParts;
@@ -96,7 +96,7 @@ void OpenReadClose(const std::string& xml) {
 TEST(DecodeLeaks, OpenReadCloseReleasesEverything) {
     const std::vector<Sample> corpus = Corpus();
     ASSERT_GE(corpus.size(), 90u) << "the xmlsec1 suites were not found";
-    lifecycle::ensureXmlStack();
+    xmlStack::Ensure();
     for (const Sample& sample : corpus) OpenReadClose(sample.xml);  // first-use caches settle here
 
     constexpr int kRounds = 20;

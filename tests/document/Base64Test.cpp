@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "api/CryptXmlException.hpp"
-#include "api/Lifecycle.hpp"
+#include "base/CryptXmlException.hpp"
+#include "crypto/XmlStack.hpp"
 #include "document/Base64.hpp"
 #include "document/CaughtException.hpp"
 #include "support/TraceLines.hpp"
@@ -17,7 +17,7 @@ namespace {
 
 class Base64Test : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { lifecycle::ensureXmlStack(); }
+    static void SetUpTestSuite() { xmlStack::Ensure(); }
 
     static std::string Decode(const wchar_t* text) {
         std::vector<BYTE> out{'x'};

@@ -1,7 +1,7 @@
 #pragma once
 #include <gtest/gtest.h>
 
-#include "api/CryptXmlException.hpp"
+#include "base/CryptXmlException.hpp"
 
 namespace testing_support {
 

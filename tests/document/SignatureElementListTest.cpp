@@ -4,7 +4,7 @@
 
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "api/Lifecycle.hpp"
+#include "crypto/XmlStack.hpp"
 #include "document/SignatureElementList.hpp"
 #include "document/XmlBlob.hpp"
 
@@ -16,7 +16,7 @@ constexpr char kDs[] = "xmlns:ds='http://www.w3.org/2000/09/xmldsig#'";
 
 class SignatureElementListTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { lifecycle::ensureXmlStack(); }
+    static void SetUpTestSuite() { xmlStack::Ensure(); }
 
     const xc::DOMDocument* Parse(const std::string& xml) {
         CRYPT_XML_BLOB blob{CRYPT_XML_CHARSET_UTF8, static_cast<ULONG>(xml.size()),

@@ -11,8 +11,8 @@
 #include <xercesc/framework/XMLValidator.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "api/CryptXmlException.hpp"
-#include "api/Lifecycle.hpp"
+#include "base/CryptXmlException.hpp"
+#include "crypto/XmlStack.hpp"
 #include "document/XmlBlob.hpp"
 #include "document/CaughtException.hpp"
 #include "support/TraceLines.hpp"
@@ -56,7 +56,7 @@ struct XercesReleaser {
 
 class XmlBlobTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { lifecycle::ensureXmlStack(); }
+    static void SetUpTestSuite() { xmlStack::Ensure(); }
 
     xc::DOMElement* Parse(const std::string& bytes, DWORD charset = CRYPT_XML_CHARSET_AUTO) {
         return xmlBlob::CreateDomStructure(parser_, BlobOf(bytes, charset));
@@ -220,7 +220,7 @@ TEST_F(XmlBlobTest, MalformedXmlIsInvalidFormat) {
 }
 
 TEST(CreateDomStructure, NoDocumentIsAFailure) {
-    lifecycle::ensureXmlStack();
+    xmlStack::Ensure();
     NoDocumentParser parser;
     const std::string xml = "<a/>";
     CryptXmlException e = Caught([&] { xmlBlob::CreateDomStructure(parser, BlobOf(xml)); });
@@ -229,7 +229,7 @@ TEST(CreateDomStructure, NoDocumentIsAFailure) {
 }
 
 TEST(CreateDomStructure, NoRootElementIsAFailure) {
-    lifecycle::ensureXmlStack();
+    xmlStack::Ensure();
     NoRootParser parser;
     const std::string xml = "<a/>";
     CryptXmlException e = Caught([&] { xmlBlob::CreateDomStructure(parser, BlobOf(xml)); });
@@ -238,7 +238,7 @@ TEST(CreateDomStructure, NoRootElementIsAFailure) {
 }
 
 TEST(CreateDomStructure, DomExceptionBecomesAFailureWithItsMessage) {
-    lifecycle::ensureXmlStack();
+    xmlStack::Ensure();
     DomFailingParser parser;
     const std::string xml = "<a/>";
     CryptXmlException e = Caught([&] { xmlBlob::CreateDomStructure(parser, BlobOf(xml)); });
@@ -249,7 +249,7 @@ TEST(CreateDomStructure, DomExceptionBecomesAFailureWithItsMessage) {
 }
 
 TEST(CreateDomStructure, XmlExceptionBecomesAFailureWithItsMessage) {
-    lifecycle::ensureXmlStack();
+    xmlStack::Ensure();
     ReentrantParser parser;
     const std::string xml = "<outer/>";
     EXPECT_STREQ(L"outer", xmlBlob::CreateDomStructure(parser, BlobOf(xml))->getTagName());

@@ -24,7 +24,8 @@
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
 #include "algorithms/AlgorithmCatalog.hpp"
-#include "api/Lifecycle.hpp"
+#include "crypto/XmlStack.hpp"
+#include "exports/Lifecycle.hpp"
 #include "support/XsecDocument.hpp"
 #include "crypto/SignatureFamilySupport.hpp"
 #include "crypto/CapiSupport.hpp"
@@ -107,7 +108,7 @@ std::string Tampered(std::string xml, const std::string& from, const std::string
 class GostSignatures : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        lifecycle::ensureXmlStack();
+        xmlStack::Ensure();
         HCRYPTPROV ignored = 0;
         CryptAcquireContextW(&ignored, kContainer, kProviderName, kProvGost2001, CRYPT_DELETEKEYSET);
         ASSERT_TRUE(CryptAcquireContextW(container_.put(), kContainer, kProviderName, kProvGost2001, CRYPT_NEWKEYSET))

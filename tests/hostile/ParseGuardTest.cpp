@@ -9,8 +9,8 @@
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 
-#include "api/CryptXmlException.hpp"
-#include "api/Lifecycle.hpp"
+#include "base/CryptXmlException.hpp"
+#include "crypto/XmlStack.hpp"
 #include "document/ParseGuard.hpp"
 #include "document/XmlBlob.hpp"
 
@@ -42,7 +42,7 @@ public:
 
 class ParseGuard : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { lifecycle::ensureXmlStack(); }
+    static void SetUpTestSuite() { xmlStack::Ensure(); }
 };
 
 HRESULT Parse(xc::XercesDOMParser& parser, const std::string& xml) {

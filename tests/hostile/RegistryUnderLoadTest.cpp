@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "api/ContextRegistry.hpp"
+#include "dsig/ContextRegistry.hpp"
 #include "api/TestContexts.hpp"
 #include "blackbox/MixedCalls.hpp"
 

@@ -21,9 +21,10 @@
 #include <xsec/framework/XSECException.hpp>
 #include <xsec/framework/XSECProvider.hpp>
 
-#include "api/Lifecycle.hpp"
+#include "crypto/XmlStack.hpp"
+#include "exports/Lifecycle.hpp"
 #include "support/XsecDocument.hpp"
-#include "api/TextConvert.hpp"
+#include "base/TextConvert.hpp"
 #include "crypto/CapiHandles.hpp"
 #include "crypto/WinCAPICryptoKeyDSA.hpp"
 #include "crypto/WinCAPICryptoKeyHMAC.hpp"
@@ -73,7 +74,7 @@ std::string Hmac() { return ReadFile(kOut + "/keys/hmac.key"); }
 class Interop : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        lifecycle::ensureXmlStack();
+        xmlStack::Ensure();
         for (auto* entry : {&rsa_, &dsa_}) {
             HCRYPTPROV ignored = 0;
             CryptAcquireContextW(&ignored, entry->container, nullptr, entry->type, CRYPT_DELETEKEYSET);

@@ -6,9 +6,9 @@
 #include <stdexcept>
 #include <vector>
 
-#include "api/CryptXmlException.hpp"
-#include "reference/TransformContext.hpp"
-#include "reference/Transforms.hpp"
+#include "base/CryptXmlException.hpp"
+#include "transforms/TransformContext.hpp"
+#include "transforms/Transforms.hpp"
 
 namespace {
 

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "api/ContextRegistry.hpp"
-#include "api/CryptXmlException.hpp"
-#include "api/Lifecycle.hpp"
-#include "reference/ObjContext.hpp"
-#include "reference/RefContext.hpp"
-#include "signature/SigContext.hpp"
+#include "dsig/ContextRegistry.hpp"
+#include "base/CryptXmlException.hpp"
+#include "crypto/XmlStack.hpp"
+#include "dsig/ObjContext.hpp"
+#include "dsig/RefContext.hpp"
+#include "dsig/SigContext.hpp"
 
 namespace {
 
@@ -40,7 +40,7 @@ std::string Msg(const std::string& function, const std::string& text) {
 class SigEncodeUnit : public ::testing::Test {
 protected:
     void SetUp() override {
-        lifecycle::ensureXmlStack();
+        xmlStack::Ensure();
         sig_ = new SigContext(nullptr, 0, nullptr, nullptr, 0, nullptr);
         registry::AddContext(sig_);
     }

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "api/CryptXmlException.hpp"
-#include "api/Lifecycle.hpp"
-#include "signature/KeyInfoStructWrap.hpp"
+#include "base/CryptXmlException.hpp"
+#include "crypto/XmlStack.hpp"
+#include "dsig/KeyInfoStructWrap.hpp"
 #include "document/CaughtException.hpp"
 #include "support/TraceLines.hpp"
 
@@ -38,7 +38,7 @@ std::vector<BYTE> Bytes(const CRYPT_XML_BLOB& blob) { return std::vector<BYTE>(b
 
 class StructWrapTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { lifecycle::ensureXmlStack(); }
+    static void SetUpTestSuite() { xmlStack::Ensure(); }
 };
 
 }  // namespace

@@ -12,16 +12,17 @@
 #include <xercesc/util/BinInputStream.hpp>
 #include <xsec/dsig/DSIGKeyInfoX509.hpp>
 
-#include "api/ContextRegistry.hpp"
-#include "api/CryptXmlException.hpp"
-#include "api/Lifecycle.hpp"
+#include "dsig/ContextRegistry.hpp"
+#include "base/CryptXmlException.hpp"
+#include "crypto/XmlStack.hpp"
+#include "exports/Lifecycle.hpp"
 #include "api/UnitTrace.hpp"
 #include "crypto/CapiHandles.hpp"
 #include "crypto/WinCAPICryptoKeyRSA.hpp"
-#include "document/DocContext.hpp"
-#include "reference/ObjContext.hpp"
-#include "reference/RefContext.hpp"
-#include "signature/SigContext.hpp"
+#include "dsig/DocContext.hpp"
+#include "dsig/ObjContext.hpp"
+#include "dsig/RefContext.hpp"
+#include "dsig/SigContext.hpp"
 #include "support/SignedXml.hpp"
 #include "support/TraceLines.hpp"
 
@@ -122,7 +123,7 @@ std::pair<HRESULT, std::string> Caught(F&& f) {
 class Verify : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        lifecycle::ensureXmlStack();
+        xmlStack::Ensure();
         HCRYPTPROV gone = 0;
         CryptAcquireContextW(&gone, kContainer, nullptr, PROV_RSA_AES, CRYPT_DELETEKEYSET);
         ASSERT_TRUE(CryptAcquireContextW(rsaProv_.put(), kContainer, nullptr, PROV_RSA_AES, CRYPT_NEWKEYSET));

@@ -13,7 +13,7 @@
 #include <xsec/framework/XSECException.hpp>
 #include <xsec/framework/XSECProvider.hpp>
 
-#include "api/TextConvert.hpp"
+#include "base/TextConvert.hpp"
 #include "document/DsigDom.hpp"
 #include "document/XmlBlob.hpp"
 

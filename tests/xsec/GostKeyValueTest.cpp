@@ -1,6 +1,6 @@
 // GOST key values in KeyInfo, as our xml-security-c build reads them (patch 0003: whole
 // Signature documents parsed with Xerces and loaded with DSIGSignature::load()) and writes
-// them (patch 0006: appendGOSTKeyValue on a new signature).
+// them (patch 0003: appendGOSTKeyValue on a new signature).
 #include <gtest/gtest.h>
 
 #include <cwchar>
@@ -20,7 +20,7 @@
 #include <xsec/framework/XSECException.hpp>
 #include <xsec/framework/XSECProvider.hpp>
 
-#include "api/Lifecycle.hpp"
+#include "crypto/XmlStack.hpp"
 #include "document/XmlBlob.hpp"
 
 namespace xc = XERCES_CPP_NAMESPACE;
@@ -133,7 +133,7 @@ const wchar_t kRawKeyTextW[] =
 
 class GostKeyValue : public testing::Test {
 protected:
-    static void SetUpTestSuite() { lifecycle::ensureXmlStack(); }
+    static void SetUpTestSuite() { xmlStack::Ensure(); }
 };
 
 TEST_F(GostKeyValue, XmlDsigNamespaceFormWithAllParameters) {

@@ -1,0 +1,30 @@
+#pragma once
+// CryptoAPI values the Windows SDK headers of MinGW-w64 lack, and xml-security-c numbers
+// the library relies on. Everything else comes from the SDK header or cryptxml.h.
+#include "base/WinApi.hpp"
+
+namespace ids {
+
+// Provider types.
+constexpr DWORD kProvGostLegacy = 2;     // the legacy shared GOST provider type (KRM_PROV_TYPE)
+constexpr DWORD kProvGost2001 = 75;      // PROV_GOST_2001_DH
+constexpr DWORD kProvGost2012_256 = 80;  // PROV_GOST_2012_256
+constexpr DWORD kProvGost2012_512 = 81;  // PROV_GOST_2012_512
+
+// ALG_ID class of GOST R 34.10 keys (ALG_TYPE_GR3410) and the mask that isolates a class.
+constexpr ALG_ID kAlgClassMask = 0x1E00;
+constexpr ALG_ID kAlgTypeGr3410 = 0x0E00;
+
+// Certificate key OIDs.
+constexpr char kOidGost2001PublicKey[] = "1.2.643.2.2.19";
+
+// XSECCryptoHash::HashType of GOST R 34.11-94 in our xml-security-c build.
+constexpr unsigned kHashGost3411 = 7;
+
+// Signature families as the crypto provider counts them (crypto::SignatureFamilySupport).
+constexpr unsigned kFamilyRsa = 1;
+constexpr unsigned kFamilyDsa = 2;
+constexpr unsigned kFamilyHmac = 3;
+constexpr unsigned kFamilyGost2001 = 5;
+
+}  // namespace ids
