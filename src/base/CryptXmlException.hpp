@@ -44,26 +44,27 @@ public:
 };
 
 namespace hr {
-// The codes the library raises, as constants usable in templates.
-constexpr HRESULT kInvalidArg = static_cast<HRESULT>(0x80070057L);
-constexpr HRESULT kFail = static_cast<HRESULT>(0x80004005L);
-constexpr HRESULT kNotImpl = static_cast<HRESULT>(0x80004001L);
-constexpr HRESULT kUnexpected = static_cast<HRESULT>(0x8000FFFFL);
-constexpr HRESULT kPointer = static_cast<HRESULT>(0x80004003L);
-constexpr HRESULT kInvalidFormat = static_cast<HRESULT>(0x803D0000L);
-constexpr HRESULT kObjectFaulted = static_cast<HRESULT>(0x803D0001L);
-constexpr HRESULT kInvalidOperation = static_cast<HRESULT>(0x803D0003L);
-constexpr HRESULT kLarge = static_cast<HRESULT>(0x80092101L);
-constexpr HRESULT kTooManyTransforms = static_cast<HRESULT>(0x80092102L);
-constexpr HRESULT kAlgorithm = static_cast<HRESULT>(0x80092104L);
-constexpr HRESULT kTransform = static_cast<HRESULT>(0x80092105L);
-constexpr HRESULT kHandle = static_cast<HRESULT>(0x80092106L);
-constexpr HRESULT kOperation = static_cast<HRESULT>(0x80092107L);
-constexpr HRESULT kUnresolvedReference = static_cast<HRESULT>(0x80092108L);
-constexpr HRESULT kSignFailed = static_cast<HRESULT>(0x8009210CL);
-constexpr HRESULT kTooManySignatures = static_cast<HRESULT>(0x8009210EL);
-constexpr HRESULT kUnexpectedXml = static_cast<HRESULT>(0x80092110L);
-constexpr HRESULT kNonUniqueId = static_cast<HRESULT>(0x80092112L);
+// The codes the library raises, as constants usable in templates: the SDK's names, and the
+// Web Services codes the SDK headers here lack (winerror.h of the platform SDK has them).
+constexpr HRESULT kInvalidArg = E_INVALIDARG;
+constexpr HRESULT kFail = E_FAIL;
+constexpr HRESULT kNotImpl = E_NOTIMPL;
+constexpr HRESULT kUnexpected = E_UNEXPECTED;
+constexpr HRESULT kPointer = E_POINTER;
+constexpr HRESULT kInvalidFormat = static_cast<HRESULT>(0x803D0000L);     // WS_E_INVALID_FORMAT
+constexpr HRESULT kObjectFaulted = static_cast<HRESULT>(0x803D0001L);     // WS_E_OBJECT_FAULTED
+constexpr HRESULT kInvalidOperation = static_cast<HRESULT>(0x803D0003L);  // WS_E_INVALID_OPERATION
+constexpr HRESULT kLarge = CRYPT_XML_E_LARGE;
+constexpr HRESULT kTooManyTransforms = CRYPT_XML_E_TOO_MANY_TRANSFORMS;
+constexpr HRESULT kAlgorithm = CRYPT_XML_E_ALGORITHM;
+constexpr HRESULT kTransform = CRYPT_XML_E_TRANSFORM;
+constexpr HRESULT kHandle = CRYPT_XML_E_HANDLE;
+constexpr HRESULT kOperation = CRYPT_XML_E_OPERATION;
+constexpr HRESULT kUnresolvedReference = CRYPT_XML_E_UNRESOLVED_REFERENCE;
+constexpr HRESULT kSignFailed = CRYPT_XML_E_SIGN_FAILED;
+constexpr HRESULT kTooManySignatures = CRYPT_XML_E_TOO_MANY_SIGNATURES;
+constexpr HRESULT kUnexpectedXml = CRYPT_XML_E_UNEXPECTED_XML;
+constexpr HRESULT kNonUniqueId = CRYPT_XML_E_NON_UNIQUE_ID;
 }  // namespace hr
 
 using InvalidArgException = CryptXmlTemplateException<hr::kInvalidArg>;

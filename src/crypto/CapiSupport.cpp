@@ -107,7 +107,7 @@ ALG_ID HashAlgId(XSECCryptoHash::HashType type) noexcept {
     case XSECCryptoHash::HASH_SHA256: return CALG_SHA_256;
     case XSECCryptoHash::HASH_SHA384: return CALG_SHA_384;
     case XSECCryptoHash::HASH_SHA512: return CALG_SHA_512;
-    case 7: return ALG_CLASS_HASH | ALG_TYPE_ANY | 30;  // CALG_GR3411
+    case ids::kHashGost3411: return ids::kAlgGr3411;
     default: return 0;
     }
 }

@@ -198,7 +198,7 @@ Bytes SubjectPublicKeyInfo(const GostPublicKey& key) {
     if (key.key.size() != 64) Bad("a GOST R 34.10-2001 public key has 64 bytes");
     Bytes sets = Concat({Element(kOid, EncodeOid(key.publicKeyParamSet)), Element(kOid, EncodeOid(key.digestParamSet))});
     if (!key.encryptionParamSet.empty()) sets = Concat({sets, Element(kOid, EncodeOid(key.encryptionParamSet))});
-    const Bytes algorithm = Element(kSequence, Concat({Element(kOid, EncodeOid("1.2.643.2.2.19")), Element(kSequence, sets)}));
+    const Bytes algorithm = Element(kSequence, Concat({Element(kOid, EncodeOid(ids::kOidGost2001PublicKey)), Element(kSequence, sets)}));
     Bytes bits = {0};
     const Bytes octets = Element(kOctetString, key.key);
     bits.insert(bits.end(), octets.begin(), octets.end());

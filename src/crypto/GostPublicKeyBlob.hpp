@@ -6,13 +6,14 @@
 #include <vector>
 
 #include "base/WinApi.hpp"
+#include "crypto/Ids.hpp"
 
 namespace gostBlob {
 
 using Bytes = std::vector<unsigned char>;
 
-constexpr ALG_ID kAlgGost2001 = 0x2E23;  // CALG_GR3410EL
-constexpr DWORD kMagic = 0x3147414D;     // "MAG1"
+constexpr ALG_ID kAlgGost2001 = ids::kAlgGr3410El;
+constexpr DWORD kMagic = 0x3147414D;  // "MAG1", the GOST key blob magic
 
 struct GostPublicKey {
     ALG_ID algId = kAlgGost2001;

@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr ALG_ID kHashGost3411 = 0x801E;  // CALG_GR3411
 constexpr unsigned int kGostHashSize = 32;
 
 std::string UrnOid(const std::string& dotted) { return dotted.empty() ? dotted : "urn:oid:" + dotted; }
@@ -99,7 +98,7 @@ crypto::HashHandle WinCAPICryptoKeyGOST::HashWithValue(const unsigned char* hash
                                   "WinCAPICryptoKeyGOST: a GOST R 34.11-94 digest has 32 bytes");
     }
     crypto::HashHandle h;
-    if (!CryptCreateHash(prov_.get(), kHashGost3411, 0, 0, h.put())) {
+    if (!CryptCreateHash(prov_.get(), ids::kAlgGr3411, 0, 0, h.put())) {
         crypto::ThrowLastError(XSECCryptoException::MDError, "WinCAPICryptoKeyGOST: CryptCreateHash(CALG_GR3411)");
     }
     if (!CryptSetHashParam(h.get(), HP_HASHVAL, hash, 0)) {

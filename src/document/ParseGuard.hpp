@@ -13,7 +13,7 @@ namespace parseGuard {
 // Nesting deeper is refused (elements, and entity references, which hold their expansion as
 // a node of their own). Parsing and canonicalisation are loops, but several later steps
 // recurse once per level: Xerces' serialiser and deep import take 192 bytes of stack a
-// level, xml-security-c's search for an Id 112 (measured with tests/hostile). At 1,000
+// level, xml-security-c's search for an Id 112 (measured with tests/stress/hostile). At 1,000
 // levels that is under 200 KB, a fifth of the 1 MB a Windows thread has by default; signed
 // documents met in practice nest a few dozen levels.
 constexpr unsigned kMaxDepth = 1000;

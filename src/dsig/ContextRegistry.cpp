@@ -87,9 +87,11 @@ void CloseAllContexts() {
     while (!contexts.empty()) CloseContext(*contexts.begin());
 }
 
-void CloseIfRegistered(BaseContext* ctx) {
+bool CloseIfRegistered(BaseContext* ctx) {
     Guard guard(registryLock);
-    if (ctx != nullptr && Find(ctx) != nullptr) CloseContext(ctx);
+    if (ctx == nullptr || Find(ctx) == nullptr) return false;
+    CloseContext(ctx);
+    return true;
 }
 
 void UnlockContext(BaseContext* ctx) {

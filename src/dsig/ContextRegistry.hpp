@@ -1,4 +1,5 @@
 #pragma once
+#include <memory>
 #include <typeinfo>
 
 #include "dsig/BaseContext.hpp"
@@ -24,9 +25,10 @@ size_t ContextCount();
 bool ContextHaveOwner(BaseContext* ctx);
 void CloseContext(BaseContext* ctx);
 void CloseAllContexts();
-// For owners disposing of their children: closes ctx if it is still registered; a child
-// the registry has already closed (CloseAllContexts walks by address) is left alone.
-void CloseIfRegistered(BaseContext* ctx);
+// For owners disposing of their children: closes ctx if it is still registered and says
+// whether it was; a child the registry has already closed (CloseAllContexts walks by
+// address) is left alone.
+bool CloseIfRegistered(BaseContext* ctx);
 void UnlockContext(BaseContext* ctx);
 
 // Looks a handle up (the caller holds the registry lock): null raises E_INVALIDARG, an
@@ -84,16 +86,72 @@ template <class T>
 class LockedContext {
 public:
     explicit LockedContext(const void* handle) : ctx_(LockContext<T>(handle)) {}
-    ~LockedContext() { UnlockContext(ctx_); }
+    ~LockedContext() {
+        if (ctx_ != nullptr) UnlockContext(ctx_);
+    }
     LockedContext(const LockedContext&) = delete;
     LockedContext& operator=(const LockedContext&) = delete;
 
+    // Locks the handle when it is a T; empty when it is a context of another class.
+    static LockedContext IfA(const void* handle) {
+        try {
+            return LockedContext(LockContext<T>(handle), Locked{});
+        } catch (const BadContextCast&) {
+            return LockedContext(nullptr, Locked{});
+        }
+    }
+
+    explicit operator bool() const noexcept { return ctx_ != nullptr; }
     T* operator->() const noexcept { return ctx_; }
     T& operator*() const noexcept { return *ctx_; }
     T* get() const noexcept { return ctx_; }
 
 private:
+    struct Locked {};
+    LockedContext(T* locked, Locked) noexcept : ctx_(locked) {}
+
     T* ctx_;
+};
+
+// The one owner of a context between its making and its handing out (to a caller as a
+// handle, or to a parent as a child). Registering gives it to the registry as well; if it
+// is dropped before Release(), a registered context is closed through the registry, an
+// unregistered one destroyed. Once released, the registry owns every context and parents
+// close their children through it.
+template <class T>
+class NewContext {
+public:
+    NewContext() noexcept = default;
+    explicit NewContext(std::unique_ptr<T> ctx) noexcept : ctx_(std::move(ctx)) {}
+    ~NewContext() { Discard(ctx_.release()); }
+    NewContext(const NewContext&) = delete;
+    NewContext& operator=(const NewContext&) = delete;
+
+    // Takes a context made elsewhere; returns it for the caller's convenience.
+    template <class U>
+    U* Keep(std::unique_ptr<U> ctx) {
+        U* kept = ctx.get();
+        Discard(ctx_.release());
+        ctx_ = std::move(ctx);
+        return kept;
+    }
+    void Register() { AddContext(ctx_.get()); }
+    T* get() const noexcept { return ctx_.get(); }
+    T* operator->() const noexcept { return ctx_.get(); }
+    T* Release() noexcept { return ctx_.release(); }
+
+private:
+    static void Discard(T* ctx) noexcept {
+        if (ctx == nullptr) return;
+        try {
+            if (CloseIfRegistered(ctx)) return;
+        } catch (...) {
+            return;  // a registry that cannot close it still holds it; never free it twice
+        }
+        std::unique_ptr<T> owned(ctx);  // never registered: ours to destroy
+    }
+
+    std::unique_ptr<T> ctx_;
 };
 
 }  // namespace registry

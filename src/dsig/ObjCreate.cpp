@@ -22,7 +22,7 @@ namespace {
 constexpr char kConstructor[] = "ObjContext::ObjContext";
 constexpr char kCreate[] = "ObjContext::CreateXsecObject";
 constexpr wchar_t kDsigNs[] = L"http://www.w3.org/2000/09/xmldsig#";
-constexpr ULONG kReferencesMax = 32759;  // one below the published CRYPT_XML_REFERENCES_MAX
+constexpr ULONG kReferencesMax = CRYPT_XML_REFERENCES_MAX - 1;  // one below the published maximum
 
 }  // namespace
 

@@ -18,8 +18,8 @@ namespace {
 
 constexpr char kConstructor[] = "SigContext::SigContext";
 constexpr char kAddObject[] = "SigContext::AddObject";
-constexpr DWORD kReferencesMax = 32759;  // one below the published CRYPT_XML_REFERENCES_MAX
-constexpr DWORD kObjectsMax = 255;       // one below the published CRYPT_XML_OBJECTS_MAX
+constexpr DWORD kReferencesMax = CRYPT_XML_REFERENCES_MAX - 1;  // one below the published maximum
+constexpr DWORD kObjectsMax = CRYPT_XML_OBJECTS_MAX - 1;  // one below the published maximum
 constexpr ULONG kWriteChunk = 1024;
 
 bool HasData(const CRYPT_XML_BLOB* blob) { return blob != nullptr && blob->pbData != nullptr && blob->cbData != 0; }

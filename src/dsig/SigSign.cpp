@@ -26,8 +26,8 @@ namespace {
 constexpr char kSign[] = "SigContext::Sign";
 constexpr char kCreateSigNode[] = "SigContext::CreateSigNode";
 constexpr char kCreateReferences[] = "SigContext::CreateReferences";
-constexpr DWORD kSignatureValueMax = 2048;  // CRYPT_XML_SIGNATURE_VALUE_MAX
-constexpr DWORD kCngKeySpec = 0xFFFFFFFF;   // CERT_NCRYPT_KEY_SPEC
+constexpr DWORD kSignatureValueMax = CRYPT_XML_SIGNATURE_VALUE_MAX;
+constexpr DWORD kCngKeySpec = CERT_NCRYPT_KEY_SPEC;
 
 bool IsSignedOrFailed(const CRYPT_XML_STATUS& status) {
     return ((status.dwInfoStatus | status.dwErrorStatus) & CRYPT_XML_STATUS_SIGNATURE_VALID) != 0;

@@ -20,7 +20,7 @@
 namespace {
 
 constexpr char kVerify[] = "SigContext::Verify";
-constexpr DWORD kOpenedToEncode = 0x80000000;
+constexpr DWORD kOpenedToEncode = CRYPT_XML_STATUS_OPENED_TO_ENCODE;
 
 // A provider handle that CryptoAPI answers for.
 bool IsProvider(HCRYPTPROV prov) {

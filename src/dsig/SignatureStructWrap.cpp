@@ -6,7 +6,7 @@
 #include "base/StructText.hpp"
 
 namespace {
-constexpr DWORD kSignatureValueMax = 2048;  // CRYPT_XML_SIGNATURE_VALUE_MAX
+constexpr DWORD kSignatureValueMax = CRYPT_XML_SIGNATURE_VALUE_MAX;
 }
 
 SignatureStructWrap::SignatureStructWrap() {

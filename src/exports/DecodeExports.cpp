@@ -1,5 +1,7 @@
 // The exports of the decode path: open a document, read its structures and status,
 // close it.
+#include <memory>
+
 #include "dsig/ContextRegistry.hpp"
 #include "exports/ExportFrame.hpp"
 #include "crypto/XmlStack.hpp"
@@ -35,12 +37,13 @@ HRESULT WINAPI CryptXmlOpenToDecode(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* pCon
         return redirect::Forward<decltype(&CryptXmlOpenToDecode)>(redirect::kOpenToDecode, pConfig, dwFlags, rgProperty, cProperty, pEncoded, phCryptXml);
     }
     static const char* const kExport = "CryptXmlOpenToDecode";
-    return frame::RunCreating(kExport, [&](frame::CreatedContext& created) -> HRESULT {
+    return frame::Run(kExport, [&]() -> HRESULT {
         if (phCryptXml == nullptr) errors::Raise<hr::kInvalidArg>(kExport, "NULL == phCryptXml");
         xmlStack::Ensure();
-        DocContext* doc = created.Keep(new DocContext(pConfig, dwFlags, rgProperty, cProperty, pEncoded));
-        registry::AddContext(doc);
-        *phCryptXml = created.Release();
+        registry::NewContext<DocContext> doc(
+            std::make_unique<DocContext>(pConfig, dwFlags, rgProperty, cProperty, pEncoded));
+        doc.Register();
+        *phCryptXml = doc.Release();
         return S_OK;
     });
 }

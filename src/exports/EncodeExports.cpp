@@ -14,62 +14,10 @@
 
 namespace {
 
-constexpr DWORD kReferencesMax = 32759;  // one below the published CRYPT_XML_REFERENCES_MAX
-constexpr DWORD kObjectsMax = 255;       // one below the published CRYPT_XML_OBJECTS_MAX
-constexpr DWORD kCngKeySpec = 0xFFFFFFFF;  // CERT_NCRYPT_KEY_SPEC
-
-// Locks a handle as T when it is one; null when it is a context of another class.
-template <class T>
-T* LockIfA(const void* handle) {
-    try {
-        return registry::LockContext<T>(handle);
-    } catch (const registry::BadContextCast&) {
-        return nullptr;
-    }
-}
-
-// Unlocks what LockIfA locked, on every exit.
-class Unlocker {
-public:
-    explicit Unlocker(BaseContext* ctx) noexcept : ctx_(ctx) {}
-    ~Unlocker() {
-        if (ctx_ != nullptr) registry::UnlockContext(ctx_);
-    }
-    Unlocker(const Unlocker&) = delete;
-    Unlocker& operator=(const Unlocker&) = delete;
-
-private:
-    BaseContext* ctx_;
-};
-
-// A context made by an export, owned here until the registry has it and its parent has
-// adopted it.
-template <class T>
-class Pending {
-public:
-    explicit Pending(T* ctx) : ctx_(ctx) {}
-    ~Pending() {
-        if (ctx_ == nullptr) return;
-        if (registered_) {
-            registry::CloseIfRegistered(ctx_);
-        } else {
-            delete ctx_;
-        }
-    }
-    Pending(const Pending&) = delete;
-    Pending& operator=(const Pending&) = delete;
-
-    T* get() const noexcept { return ctx_; }
-    void Register() {
-        registry::AddContext(ctx_);
-        registered_ = true;
-    }
-    T* Adopted() noexcept { return std::exchange(ctx_, nullptr); }
-
-private:
-    T* ctx_;
-    bool registered_ = false;
-};
+// A signature takes one reference and one object fewer than the published maxima.
+constexpr DWORD kReferencesMax = CRYPT_XML_REFERENCES_MAX - 1;
+constexpr DWORD kObjectsMax = CRYPT_XML_OBJECTS_MAX - 1;
+constexpr DWORD kCngKeySpec = CERT_NCRYPT_KEY_SPEC;
 
 void RequireOpenToEncode(const char* exportName, const SigContext& sig) {
     CRYPT_XML_STATUS status;
@@ -82,7 +30,7 @@ void RequireOpenToEncode(const char* exportName, const SigContext& sig) {
 HCRYPTXML CreateOnSignature(const char* exportName, SigContext& sig, DWORD dwFlags,
                             const RefContext::NewReference& args) {
     RequireOpenToEncode(exportName, sig);
-    std::unique_ptr<Pending<ObjContext>> obj;
+    registry::NewContext<ObjContext> obj;
     if ((dwFlags & CRYPT_XML_FLAG_CREATE_REFERENCE_AS_OBJECT) != 0) {
         if (sig.Objects().size() >= kObjectsMax) {
             errors::Raise<hr::kLarge>(exportName, "CRYPT_XML_OBJECTS_MAX limit exceeded.");
@@ -90,28 +38,28 @@ HCRYPTXML CreateOnSignature(const char* exportName, SigContext& sig, DWORD dwFla
         if (args.uri == nullptr || std::wcslen(args.uri) < 2 || args.uri[0] != L'#') {
             errors::Raise<hr::kInvalidArg>(exportName, "wszURI");
         }
-        obj = std::make_unique<Pending<ObjContext>>(new ObjContext(&sig, args.uri + 1, dwFlags));
+        obj.Keep(std::make_unique<ObjContext>(&sig, args.uri + 1, dwFlags));
     }
     if (sig.References().size() >= kReferencesMax) {
         errors::Raise<hr::kLarge>(exportName, "CRYPT_XML_REFERENCES_MAX limit exceeded.");
     }
-    Pending<RefContext> ref(new RefContext(&sig, dwFlags, args, obj != nullptr ? obj->get() : nullptr));
-    if (obj != nullptr) obj->Register();
+    registry::NewContext<RefContext> ref(std::make_unique<RefContext>(&sig, dwFlags, args, obj.get()));
+    if (obj.get() != nullptr) obj.Register();
     ref.Register();
-    if (obj != nullptr) {
-        sig.AddObject(obj->get());
-        obj->Adopted();
+    if (obj.get() != nullptr) {
+        sig.AddObject(obj.get());
+        obj.Release();  // the signature's child now
     }
     sig.AddReference(ref.get());
-    return ref.Adopted();
+    return ref.Release();
 }
 
 HCRYPTXML CreateOnObject(const char* exportName, ObjContext& obj, DWORD dwFlags, const RefContext::NewReference& args) {
     RequireOpenToEncode(exportName, *obj.ParentSignature());
-    Pending<RefContext> ref(new RefContext(&obj, dwFlags, args));
+    registry::NewContext<RefContext> ref(std::make_unique<RefContext>(&obj, dwFlags, args));
     ref.Register();
     obj.AddReference(ref.get());
-    return ref.Adopted();
+    return ref.Release();
 }
 
 }  // namespace
@@ -126,11 +74,12 @@ HRESULT WINAPI CryptXmlOpenToEncode(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* pCon
     }
     static const char* const kExport = "CryptXmlOpenToEncode";
     if (phSignature == nullptr) return E_INVALIDARG;  // answered without a trace line
-    return frame::RunCreating(kExport, [&](frame::CreatedContext& created) -> HRESULT {
+    return frame::Run(kExport, [&]() -> HRESULT {
         xmlStack::Ensure();
-        SigContext* sig = created.Keep(new SigContext(pConfig, dwFlags, wszId, rgProperty, cProperty, pEncoded));
-        registry::AddContext(sig);
-        *phSignature = created.Release();
+        registry::NewContext<SigContext> sig(
+            std::make_unique<SigContext>(pConfig, dwFlags, wszId, rgProperty, cProperty, pEncoded));
+        sig.Register();
+        *phSignature = sig.Release();
         return S_OK;
     });
 }
@@ -148,8 +97,7 @@ HRESULT WINAPI CryptXmlCreateReference(HCRYPTXML hCryptXml, DWORD dwFlags, LPCWS
         }
         xmlStack::Ensure();
         const RefContext::NewReference args{wszId, wszURI, wszType, pDigestMethod, cTransform, rgTransform};
-        if (SigContext* sig = LockIfA<SigContext>(hCryptXml)) {
-            Unlocker unlock(sig);
+        if (auto sig = registry::LockedContext<SigContext>::IfA(hCryptXml)) {
             *phReference = CreateOnSignature(kExport, *sig, dwFlags, args);
             return S_OK;
         }
@@ -172,8 +120,7 @@ HRESULT WINAPI CryptXmlAddObject(HCRYPTXML hSignatureOrObject, DWORD dwFlags, co
             errors::Raise<hr::kInvalidArg>(kExport, "NULL == hSignatureOrObject || NULL == pEncoded");
         }
         xmlStack::Ensure();
-        if (SigContext* sig = LockIfA<SigContext>(hSignatureOrObject)) {
-            Unlocker unlock(sig);
+        if (auto sig = registry::LockedContext<SigContext>::IfA(hSignatureOrObject)) {
             if (!sig->IsOpenedToEncode()) errors::RaiseFailure(kExport, "a signature is not opened for encoding");
             const CRYPT_XML_OBJECT* added = sig->AddObject(pEncoded);
             if (ppObject != nullptr) *ppObject = added;

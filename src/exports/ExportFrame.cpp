@@ -1,25 +1,25 @@
 #include "exports/ExportFrame.hpp"
 
-#include <memory>
+#include <string>
 
-#include "dsig/ContextRegistry.hpp"
+#include "base/XsecErrors.hpp"
 
 namespace frame {
 
-void CreatedContext::Discard() noexcept {
-    if (ctx_ == nullptr) return;
-    BaseContext* ctx = Release();
+HRESULT ReportCaught(const char* exportName, bool narrow, bool keepHandleError) noexcept {
     try {
-        if (registry::ContextExists(ctx)) {
-            registry::CloseContext(ctx);
-        } else {
-            std::unique_ptr<BaseContext> owned(ctx);  // never registered: ours to destroy
-        }
+        const std::string name(exportName);
+        xsecErrors::Rethrow(std::wstring(name.begin(), name.end()).c_str());
+    } catch (const CryptXmlException& e) {
+        const HRESULT code = e.hr();
+        const bool kept = !narrow || code == hr::kInvalidArg || (keepHandleError && code == hr::kHandle);
+        return Report(exportName, e.what(), kept ? code : hr::kFail);
     } catch (const std::exception& e) {
-        Report(exportName_, e.what(), hr::kFail);
+        return Report(exportName, e.what(), hr::kFail);
     } catch (...) {
-        Report(exportName_, kUnexpected, hr::kUnexpected);
+        // Unknown to the translation too.
     }
+    return Report(exportName, kUnexpected, hr::kUnexpected);
 }
 
 }  // namespace frame

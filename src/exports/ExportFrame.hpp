@@ -1,7 +1,6 @@
 #pragma once
 #include <exception>
 
-#include "dsig/BaseContext.hpp"
 #include "base/CryptXmlException.hpp"
 #include "base/Trace.hpp"
 
@@ -17,6 +16,11 @@ inline HRESULT Report(const char* exportName, const char* text, HRESULT code) no
     return code;
 }
 
+// Inside a catch clause of a frame: an exception of xml-security-c or Xerces goes through
+// the library's one translation; whatever stays unknown is E_UNEXPECTED. Narrow frames
+// keep only the argument and (if asked) the handle error of what the translation gives.
+HRESULT ReportCaught(const char* exportName, bool narrow, bool keepHandleError) noexcept;
+
 // The usual frame. body() returns the export's HRESULT.
 template <class Body>
 HRESULT Run(const char* exportName, Body&& body) noexcept {
@@ -27,7 +31,7 @@ HRESULT Run(const char* exportName, Body&& body) noexcept {
     } catch (const std::exception& e) {
         return Report(exportName, e.what(), hr::kFail);
     } catch (...) {
-        return Report(exportName, kUnexpected, hr::kUnexpected);
+        return ReportCaught(exportName, false, false);
     }
 }
 
@@ -44,7 +48,7 @@ HRESULT RunNarrow(const char* exportName, Body&& body) noexcept {
     } catch (const std::exception& e) {
         return Report(exportName, e.what(), hr::kFail);
     } catch (...) {
-        return Report(exportName, kUnexpected, hr::kUnexpected);
+        return ReportCaught(exportName, true, KeepHandleError);
     }
 }
 
@@ -56,45 +60,9 @@ T* RunForPointer(const char* exportName, Body&& body) noexcept {
     } catch (const std::exception& e) {
         Report(exportName, e.what(), hr::kFail);
     } catch (...) {
-        Report(exportName, kUnexpected, hr::kUnexpected);
+        ReportCaught(exportName, true, false);
     }
     return nullptr;
-}
-
-// Holds a context an export is creating. Until Release() it belongs to the frame, which
-// discards it when the body fails: closed through the registry when it got registered,
-// destroyed directly otherwise.
-class CreatedContext {
-public:
-    explicit CreatedContext(const char* exportName) noexcept : exportName_(exportName) {}
-    ~CreatedContext() { Discard(); }
-    CreatedContext(const CreatedContext&) = delete;
-    CreatedContext& operator=(const CreatedContext&) = delete;
-
-    template <class T>
-    T* Keep(T* ctx) noexcept {
-        ctx_ = ctx;
-        return ctx;
-    }
-    BaseContext* Release() noexcept {
-        BaseContext* ctx = ctx_;
-        ctx_ = nullptr;
-        return ctx;
-    }
-
-private:
-    void Discard() noexcept;
-
-    const char* exportName_;
-    BaseContext* ctx_ = nullptr;
-};
-
-// The usual frame for exports that create a context: body(created) keeps the new
-// context in `created` from the moment it exists and releases it once it is handed out.
-template <class Body>
-HRESULT RunCreating(const char* exportName, Body&& body) noexcept {
-    CreatedContext created(exportName);
-    return Run(exportName, [&]() -> HRESULT { return body(created); });
 }
 
 }  // namespace frame

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "blackbox/CryptXmlDll.hpp"
-#include "keys/DebugCapture.hpp"
+#include "support/CryptXmlDll.hpp"
+#include "support/DebugCapture.hpp"
 
 namespace testing_support {
 

@@ -6,8 +6,8 @@
 #                      [--check-every N] [-- FUZZER_ARGS...]
 #
 # Seeds: xmlsec1's signature suites (XMLSEC1_TESTS_DIR of BUILD_DIR/deps.cmake), the GOST
-# documents of ../shared/vectors and tests/fuzz/regressions. The run is deterministic for
-# a seed: worker k runs seed S+k over its share of the iterations, in OUT/wK.
+# documents of ../shared/vectors and tests/stress/fuzz/regressions. The run is deterministic
+# for a seed: worker k runs seed S+k over its share of the iterations, in OUT/wK.
 # The prefix (default BUILD_DIR/wineprefix-fuzz) gets the forwarding test provider
 # (tools/faulty-csp), through which the fuzzer counts CryptoAPI contexts, keys and hashes
 # and through which DSA keys reach verification under Wine at all.
@@ -56,7 +56,7 @@ for suite in aleksey-xmldsig-01 merlin-xmldsig-twenty-three phaos-xmldsig-three 
   corpus+=(--corpus "$suites/$suite")
 done
 [ -d "$root/../shared/vectors" ] && corpus+=(--corpus "$(realpath "$root/../shared/vectors")")
-corpus+=(--corpus "$root/tests/fuzz/regressions")
+corpus+=(--corpus "$root/tests/stress/fuzz/regressions")
 # The external data of xmlsec1's suites, as its testDSig.sh maps the URIs.
 external=(--external "http://www.w3.org/TR/xml-stylesheet=$suites/external-data/xml-stylesheet-2005"
           --external "http://www.w3.org/Signature/2002/04/xml-stylesheet.b64=$suites/external-data/xml-stylesheet-2005.b64")

@@ -4,7 +4,7 @@
  * Reference canonicalisation from Debian's libxmlsec1: writes to OUT the bytes that
  * libxmlsec1's own transform chain produces for the whole document IN.xml through one
  * transform. The DLL's canonicalising transforms are compared byte for byte with these
- * outputs (tests/transforms/).
+ * outputs (tests/conformance/transforms/).
  *
  * METHOD is one of
  *   http://www.w3.org/TR/2001/REC-xml-c14n-20010315

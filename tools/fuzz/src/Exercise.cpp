@@ -7,7 +7,7 @@
 #include "Feed.hpp"
 #include "Results.hpp"
 #include "Walk.hpp"
-#include "blackbox/CryptXmlDll.hpp"
+#include "support/CryptXmlDll.hpp"
 
 namespace fuzz {
 namespace {

@@ -9,7 +9,7 @@
 #include "Fuzzing.hpp"
 #include "Mutator.hpp"
 #include "Setup.hpp"
-#include "blackbox/CryptXmlDll.hpp"
+#include "support/CryptXmlDll.hpp"
 #include "support/HostFiles.hpp"
 
 namespace fuzz {

@@ -3,7 +3,7 @@
 #include <cinttypes>
 #include <cstdio>
 
-#include "blackbox/CryptXmlDll.hpp"
+#include "support/CryptXmlDll.hpp"
 #include "support/HostFiles.hpp"
 
 namespace fuzz {
