@@ -3,12 +3,15 @@
 #
 #   tools/softgost-csp/register.sh PREFIX [--type2-keyset-missing] [--dll PATH]
 #
-# Writes, through one `wine reg import` of a generated .reg file:
-#   HKLM\Software\Microsoft\Cryptography\Defaults\Provider Types\Type 075  Name, TypeName
+# Writes, through one `wine reg import` of a generated .reg file, for the three providers the
+# one DLL serves (type 75 = GOST R 34.10-2001, 80 = GOST R 34.10-2012 256, 81 = 2012 512):
+#   HKLM\Software\Microsoft\Cryptography\Defaults\Provider Types\Type 075|080|081  Name, TypeName
 #   HKLM\Software\Microsoft\Cryptography\Defaults\Provider\Talvoran Soft GOST CSP
-#        Image Path (REG_SZ, the DLL's Windows path), Type (DWORD 75)
-#   HKLM\Software\Microsoft\Cryptography\OID\EncodingType 1\CryptDllImportPublicKeyInfoEx\1.2.643.2.2.19
-#        Dll, FuncName (crypt32's public-key import handler for GOST R 34.10-2001 keys)
+#        Image Path (REG_SZ, the DLL's Windows path), Type (DWORD 75); likewise
+#        ...\Talvoran Soft GOST 2012-256 CSP (Type 80) and ...\Talvoran Soft GOST 2012-512 CSP (Type 81)
+#   HKLM\Software\Microsoft\Cryptography\OID\EncodingType 1\CryptDllImportPublicKeyInfoEx\<OID>
+#        Dll, FuncName (crypt32's public-key import handler) for 1.2.643.2.2.19 (GOST R 34.10-2001
+#        keys), 1.2.643.7.1.1.1.1 and 1.2.643.7.1.1.1.2 (GOST R 34.10-2012 256 / 512 keys)
 # With --type2-keyset-missing also provider type 2 ("Type 002") whose Name has no provider
 # key, so that CryptAcquireContext(type 2) answers NTE_KEYSET_NOT_DEF (0x80090019).
 # The DLL defaults to PREFIX/../bin/softgost-csp.dll. Idempotent: a stamp in the prefix
@@ -35,6 +38,8 @@ dll=$(realpath -m "$dll")
 [ -f "$dll" ] || { echo "register.sh: $dll not found (build the softgost-csp target first)" >&2; exit 1; }
 
 name="Talvoran Soft GOST CSP"
+name_256="Talvoran Soft GOST 2012-256 CSP"
+name_512="Talvoran Soft GOST 2012-512 CSP"
 missing_name="Talvoran Absent GOST Provider"
 # Wine maps drive Z: to the Unix root.
 winpath="Z:$(printf '%s' "$dll" | sed 's|/|\\\\|g')"
@@ -44,9 +49,16 @@ reg=$(mktemp "${TMPDIR:-/tmp}/softgost-reg.XXXXXX")
 trap 'rm -f "$reg"' EXIT
 {
   printf 'Windows Registry Editor Version 5.00\r\n\r\n'
-  printf '[%s\\Defaults\\Provider Types\\Type 075]\r\n"Name"="%s"\r\n"TypeName"="GOST R 34.10-2001 Signature with Diffie-Hellman Key Exchange"\r\n\r\n' "$base" "$name"
-  printf '[%s\\Defaults\\Provider\\%s]\r\n"Image Path"="%s"\r\n"Type"=dword:0000004b\r\n"SigInFile"=dword:00000000\r\n\r\n' "$base" "$name" "$winpath"
-  printf '[%s\\OID\\EncodingType 1\\CryptDllImportPublicKeyInfoEx\\1.2.643.2.2.19]\r\n"Dll"="%s"\r\n"FuncName"="CryptDllImportPublicKeyInfoEx"\r\n\r\n' "$base" "$winpath"
+  provider() {  # provider NAME TYPE(decimal) TYPENAME
+    printf '[%s\\Defaults\\Provider Types\\Type %03d]\r\n"Name"="%s"\r\n"TypeName"="%s"\r\n\r\n' "$base" "$2" "$1" "$3"
+    printf '[%s\\Defaults\\Provider\\%s]\r\n"Image Path"="%s"\r\n"Type"=dword:%08x\r\n"SigInFile"=dword:00000000\r\n\r\n' "$base" "$1" "$winpath" "$2"
+  }
+  provider "$name" 75 "GOST R 34.10-2001 Signature with Diffie-Hellman Key Exchange"
+  provider "$name_256" 80 "GOST R 34.10-2012 (256) Signature with Diffie-Hellman Key Exchange"
+  provider "$name_512" 81 "GOST R 34.10-2012 (512) Signature with Diffie-Hellman Key Exchange"
+  for oid in 1.2.643.2.2.19 1.2.643.7.1.1.1.1 1.2.643.7.1.1.1.2; do
+    printf '[%s\\OID\\EncodingType 1\\CryptDllImportPublicKeyInfoEx\\%s]\r\n"Dll"="%s"\r\n"FuncName"="CryptDllImportPublicKeyInfoEx"\r\n\r\n' "$base" "$oid" "$winpath"
+  done
   if [ "$type2" = 1 ]; then
     printf '[%s\\Defaults\\Provider Types\\Type 002]\r\n"Name"="%s"\r\n"TypeName"="GOST (legacy type 2)"\r\n\r\n' "$base" "$missing_name"
     printf '[-%s\\Defaults\\Provider\\%s]\r\n\r\n' "$base" "$missing_name"
@@ -55,8 +67,8 @@ trap 'rm -f "$reg"' EXIT
 
 rc=0
 "$wine_tools/reg-import.sh" "$prefix" "$reg" .softgost-csp-registered \
-    "HKLM\\Software\\Microsoft\\Cryptography\\Defaults\\Provider\\$name" "Image Path" "softgost-csp.dll" || rc=$?
+    "HKLM\\Software\\Microsoft\\Cryptography\\Defaults\\Provider\\$name_512" "Image Path" "softgost-csp.dll" || rc=$?
 [ "$rc" -eq 3 ] && exit 0
 [ "$rc" -eq 0 ] || exit 1
 extra=; [ "$type2" = 1 ] && extra=" (and provider type 2 with its provider key missing)"
-echo "register.sh: registered $name in $prefix$extra"
+echo "register.sh: registered $name, $name_256 and $name_512 in $prefix$extra"

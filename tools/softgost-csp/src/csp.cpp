@@ -1,9 +1,12 @@
-// Talvoran Soft GOST CSP: a software CryptoAPI provider (type 75) for GOST R 34.10-2001
-// signatures and GOST R 34.11-94 hashes, for tests and development only. Container keys
-// are stored UNPROTECTED in the registry (see README.md).
+// Talvoran Soft GOST CSP: a software CryptoAPI provider for GOST R 34.10-2001 (type 75) and
+// GOST R 34.10-2012 (types 80 and 81) signatures and GOST R 34.11-94 / 34.11-2012 hashes, for
+// tests and development only. One DLL serves the three provider names; a context takes its
+// algorithms from the provider type advapi32 loaded it for. Container keys are stored
+// UNPROTECTED in the registry (see README.md).
 #include <windows.h>
 #include <wincrypt.h>
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -15,6 +18,7 @@
 #include "gost.hpp"
 
 using softgost::Bytes;
+using softgost::DigestKind;
 using softgost::KeyMaterial;
 
 #ifndef CALG_GR3411
@@ -26,25 +30,101 @@ using softgost::KeyMaterial;
 #ifndef CALG_DH_EL_SF
 #define CALG_DH_EL_SF 0xAA24
 #endif
+#ifndef CALG_GR3411_2012_256
+#define CALG_GR3411_2012_256 0x8021
+#endif
+#ifndef CALG_GR3411_2012_512
+#define CALG_GR3411_2012_512 0x8022
+#endif
+#ifndef CALG_GR3411_2012_256_HMAC
+#define CALG_GR3411_2012_256_HMAC 0x8034
+#endif
+#ifndef CALG_GR3411_2012_512_HMAC
+#define CALG_GR3411_2012_512_HMAC 0x8035
+#endif
+#ifndef CALG_GR3410_12_256
+#define CALG_GR3410_12_256 0x2E49
+#endif
+#ifndef CALG_GR3410_12_512
+#define CALG_GR3410_12_512 0x2E3D
+#endif
+#ifndef CALG_DH_GR3410_12_256_SF
+#define CALG_DH_GR3410_12_256_SF 0xAA46
+#endif
+#ifndef CALG_DH_GR3410_12_512_SF
+#define CALG_DH_GR3410_12_512_SF 0xAA42
+#endif
 
 namespace {
 
-const char kProviderName[] = "Talvoran Soft GOST CSP";
-const DWORD kProviderType = 75;
+// The three faces of the DLL. A context belongs to one of them for its whole life.
+enum Family : int { Fam2001 = 0, Fam2012_256 = 1, Fam2012_512 = 2, FamilyCount = 3 };
+
+struct FamilyDef {
+    const char* name;     // provider name (registered by register.sh)
+    DWORD type;           // provider type
+    ALG_ID sigAlg;        // AT_SIGNATURE key
+    ALG_ID exchAlg;       // AT_KEYEXCHANGE key (signs too)
+    ALG_ID signHash;      // the hash a signature of this family is computed over
+    DWORD keyBits;        // KP_KEYLEN, PUBLICKEYBLOB bit length
+    unsigned oidUse;      // parameter sets accepted on import
+    int genCurve;         // curve of generated keys
+    uint8_t storeTag;     // family byte of a stored key (version 2 records)
+};
+
+const FamilyDef kFamilies[FamilyCount] = {
+    {"Talvoran Soft GOST CSP", 75, CALG_GR3410EL, CALG_DH_EL_SF, CALG_GR3411, 512, softgost::Use2001,
+     softgost::CurveA, 75},
+    {"Talvoran Soft GOST 2012-256 CSP", 80, CALG_GR3410_12_256, CALG_DH_GR3410_12_256_SF, CALG_GR3411_2012_256, 512,
+     softgost::Use2012_256, softgost::CurveA, 80},
+    {"Talvoran Soft GOST 2012-512 CSP", 81, CALG_GR3410_12_512, CALG_DH_GR3410_12_512_SF, CALG_GR3411_2012_512, 1024,
+     softgost::Use2012_512, softgost::Curve512A, 81},
+};
+
 const char kStoreRoot[] = "Software\\Talvoran\\SoftGostCSP\\Containers";
 const DWORD kGostMagic = 0x3147414D;  // "MAG1"
 
 enum : uint32_t { kProvMagic = 0x50534754, kKeyMagic = 0x4B534754, kHashMagic = 0x48534754 };
 
+// The layout advapi32 hands to CPAcquireContext (VTableProvStruc, version 3).
+struct ProvVTable {
+    DWORD Version;
+    FARPROC FuncVerifyImage;
+    FARPROC FuncReturnhWnd;
+    DWORD dwProvType;
+    BYTE* pbContextInfo;
+    DWORD cbContextInfo;
+    LPSTR pszProvName;
+};
+
+void wipe(Bytes& b) {
+    if (!b.empty()) SecureZeroMemory(b.data(), b.size());
+}
+
 struct Key {
     uint32_t magic = kKeyMagic;
     ALG_ID alg = CALG_GR3410EL;
+    int family = Fam2001;
+    // A GOST R 34.10 key ...
     KeyMaterial mat;
-    Bytes paramOid;  // DER of the public key parameter set as received or generated
+    Bytes paramOid;   // DER of the public key parameter set as received or generated
+    Bytes digestOid;  // DER of the digest parameter set written after it (may be empty for 2012 keys)
+    // ... or a secret (PLAINTEXTKEYBLOB) for HMAC.
+    bool secret = false;
+    Bytes secretValue;
+
+    Key() = default;
+    Key(const Key&) = default;
+    Key& operator=(const Key&) = delete;
+    ~Key() {
+        wipe(mat.priv);
+        wipe(secretValue);
+    }
 };
 
 struct Prov {
     uint32_t magic = kProvMagic;
+    int family = Fam2001;
     std::string container;  // empty for CRYPT_VERIFYCONTEXT
     bool verifyOnly = false;
     bool machine = false;
@@ -54,11 +134,34 @@ struct Prov {
     size_t enumContainer = 0;
 };
 
+// A hash object: a plain digest, or an HMAC (CALG_GR3411_2012_*_HMAC with a secret key, or
+// CALG_HMAC with a secret key and HP_HMAC_INFO).
 struct Hash {
     uint32_t magic = kHashMagic;
-    softgost::Hash3411 h;
+    ALG_ID alg = CALG_GR3411;     // as created (HP_ALGID)
+    ALG_ID digestAlg = CALG_GR3411;  // the underlying hash
+    std::unique_ptr<softgost::Digest> digest;  // null for CALG_HMAC until HP_HMAC_INFO
+    bool hmac = false;
+    Bytes hmacKey;     // CALG_HMAC: the key, XORed into the pads of HP_HMAC_INFO
+    Bytes outerPad;    // HMAC: what the outer hash starts with
     bool finished = false;
     Bytes value;
+
+    Hash() = default;
+    Hash(const Hash& o)
+        : alg(o.alg),
+          digestAlg(o.digestAlg),
+          digest(o.digest ? std::make_unique<softgost::Digest>(*o.digest) : nullptr),
+          hmac(o.hmac),
+          hmacKey(o.hmacKey),
+          outerPad(o.outerPad),
+          finished(o.finished),
+          value(o.value) {}
+    Hash& operator=(const Hash&) = delete;
+    ~Hash() {
+        wipe(hmacKey);
+        wipe(outerPad);
+    }
 };
 
 std::mutex g_lock;
@@ -105,6 +208,86 @@ BOOL outputString(const std::string& s, BYTE* pb, DWORD* pcb) {
     return output(s.c_str(), static_cast<DWORD>(s.size() + 1), pb, pcb);
 }
 
+// --- hashes
+bool digestKindOf(ALG_ID alg, DigestKind& kind) {
+    switch (alg) {
+    case CALG_GR3411: kind = DigestKind::Gr3411_94; return true;
+    case CALG_GR3411_2012_256: kind = DigestKind::Streebog256; return true;
+    case CALG_GR3411_2012_512: kind = DigestKind::Streebog512; return true;
+    default: return false;
+    }
+}
+
+// True once the hash can take data and give a value (a CALG_HMAC hash needs HP_HMAC_INFO first).
+bool hashReady(const Hash& h) { return h.digest != nullptr || h.finished; }
+
+size_t hashSize(const Hash& h) { return h.digest ? h.digest->size() : h.value.size(); }
+
+const Bytes& hashValue(Hash& h) {
+    if (!h.finished) {
+        Bytes inner = h.digest->final();
+        if (h.hmac) {
+            softgost::Digest outer(h.digest->kind());
+            outer.update(h.outerPad);
+            outer.update(inner);
+            h.value = outer.final();
+        } else {
+            h.value = inner;
+        }
+        h.finished = true;
+    }
+    return h.value;
+}
+
+// HMAC with the key as RFC 2104 has it (CALG_GR3411_2012_*_HMAC).
+void startHmac(Hash& h, const Bytes& key) {
+    const size_t block = h.digest->blockSize();
+    Bytes k = key;
+    if (k.size() > block) {
+        softgost::Digest kd(h.digest->kind());
+        kd.update(k);
+        wipe(k);
+        k = kd.final();
+    }
+    k.resize(block, 0);
+    Bytes inner(block);
+    h.outerPad.assign(block, 0);
+    for (size_t i = 0; i < block; ++i) {
+        inner[i] = k[i] ^ 0x36;
+        h.outerPad[i] = k[i] ^ 0x5c;
+    }
+    h.digest->update(inner);
+    wipe(inner);
+    wipe(k);
+    h.hmac = true;
+}
+
+// HP_HMAC_INFO on a CALG_HMAC hash, as Windows providers do it: the given pads (0x36 / 0x5c
+// times 64 when empty), each XORed with the key over their common length.
+DWORD setHmacInfo(Hash& h, const HMAC_INFO& info, unsigned family) {
+    DigestKind kind;
+    if (!digestKindOf(info.HashAlgid, kind)) return NTE_BAD_ALGID;
+    if (family == Fam2001) return NTE_BAD_ALGID;
+    if ((info.cbInnerString && !info.pbInnerString) || (info.cbOuterString && !info.pbOuterString))
+        return ERROR_INVALID_PARAMETER;
+    Bytes inner = info.cbInnerString ? Bytes(info.pbInnerString, info.pbInnerString + info.cbInnerString)
+                                     : Bytes(64, 0x36);
+    Bytes outer = info.cbOuterString ? Bytes(info.pbOuterString, info.pbOuterString + info.cbOuterString)
+                                     : Bytes(64, 0x5c);
+    for (size_t i = 0; i < h.hmacKey.size() && i < inner.size(); ++i) inner[i] ^= h.hmacKey[i];
+    for (size_t i = 0; i < h.hmacKey.size() && i < outer.size(); ++i) outer[i] ^= h.hmacKey[i];
+    h.digestAlg = info.HashAlgid;
+    h.digest = std::make_unique<softgost::Digest>(kind);
+    h.digest->update(inner);
+    wipe(inner);
+    wipe(h.outerPad);
+    h.outerPad = std::move(outer);
+    h.hmac = true;
+    h.finished = false;
+    h.value.clear();
+    return 0;
+}
+
 // --- container storage: HKCU (or HKLM for CRYPT_MACHINE_KEYSET)\Software\Talvoran\SoftGostCSP\Containers\<name>
 HKEY storeHive(bool machine) { return machine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER; }
 std::string storePath(const std::string& name) { return std::string(kStoreRoot) + "\\" + name; }
@@ -130,31 +313,63 @@ bool containerDelete(bool machine, const std::string& name) {
     return RegDeleteKeyA(storeHive(machine), storePath(name).c_str()) == ERROR_SUCCESS;
 }
 
-// Stored value: version byte 1, curve index byte, 32-byte private key (big-endian), unprotected.
-bool storeKey(const Prov& p, DWORD keySpec, const KeyMaterial& k) {
+// Stored values (REG_BINARY, unprotected):
+//   version 1 (GOST R 34.10-2001, type 75): 01, curve index (0..3), 32-byte private key (big-endian);
+//   version 2 (GOST R 34.10-2012): 02, family (80 = 2012-256, 81 = 2012-512), curve index,
+//     length of the parameter-set OID's DER, that DER, the 32- or 64-byte private key (big-endian).
+bool storeKey(const Prov& p, DWORD keySpec, const Key& k) {
     HKEY key;
     if (RegOpenKeyExA(storeHive(p.machine), storePath(p.container).c_str(), 0, KEY_WRITE, &key) != ERROR_SUCCESS)
         return false;
-    Bytes v{1, static_cast<uint8_t>(k.curve)};
-    v.insert(v.end(), k.priv.begin(), k.priv.end());
+    Bytes v;
+    if (k.family == Fam2001) {
+        v = {1, static_cast<uint8_t>(k.mat.curve)};
+    } else {
+        v = {2, kFamilies[k.family].storeTag, static_cast<uint8_t>(k.mat.curve),
+             static_cast<uint8_t>(k.paramOid.size())};
+        v.insert(v.end(), k.paramOid.begin(), k.paramOid.end());
+    }
+    v.insert(v.end(), k.mat.priv.begin(), k.mat.priv.end());
     LONG rc = RegSetValueExA(key, keySpecValue(keySpec), 0, REG_BINARY, v.data(), static_cast<DWORD>(v.size()));
+    wipe(v);
     RegCloseKey(key);
     return rc == ERROR_SUCCESS;
 }
 
-bool loadKey(const Prov& p, DWORD keySpec, KeyMaterial& out) {
+// The stored key of one keySpec, if it belongs to `family` (a key of another family is not
+// seen: NTE_NO_KEY).
+bool loadKey(const Prov& p, DWORD keySpec, Key& out) {
     HKEY key;
     if (RegOpenKeyExA(storeHive(p.machine), storePath(p.container).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
         return false;
-    BYTE buf[64];
+    BYTE buf[256];
     DWORD type = 0, len = sizeof buf;
     LONG rc = RegQueryValueExA(key, keySpecValue(keySpec), nullptr, &type, buf, &len);
     RegCloseKey(key);
-    if (rc != ERROR_SUCCESS || type != REG_BINARY || len != 34 || buf[0] != 1 || buf[1] >= softgost::CurveCount)
-        return false;
-    out.curve = buf[1];
-    out.priv.assign(buf + 2, buf + 34);
-    return softgost::completeFromPrivate(out);
+    bool ok = false;
+    if (rc == ERROR_SUCCESS && type == REG_BINARY) {
+        if (p.family == Fam2001 && len == 34 && buf[0] == 1 && buf[1] <= softgost::CurveC) {
+            out.mat.curve = buf[1];
+            out.mat.priv.assign(buf + 2, buf + 34);
+            out.paramOid = softgost::curveOidDer(out.mat.curve);
+            out.digestOid = softgost::kOidDigest3411_94;
+            ok = true;
+        } else if (p.family != Fam2001 && len >= 4 && buf[0] == 2 && buf[1] == kFamilies[p.family].storeTag) {
+            const int curve = buf[2];
+            const size_t oidLen = buf[3];
+            const size_t n = softgost::coordBytes(curve);
+            if (n && len == 4 + oidLen + n &&
+                softgost::curveFromOidDer(buf + 4, oidLen, kFamilies[p.family].oidUse) == curve) {
+                out.mat.curve = curve;
+                out.paramOid.assign(buf + 4, buf + 4 + oidLen);
+                out.mat.priv.assign(buf + 4 + oidLen, buf + len);
+                out.digestOid = p.family == Fam2012_256 ? softgost::kOidStreebog256 : softgost::kOidStreebog512;
+                ok = true;
+            }
+        }
+    }
+    SecureZeroMemory(buf, sizeof buf);
+    return ok && softgost::completeFromPrivate(out.mat);
 }
 
 std::vector<std::string> listContainers(bool machine) {
@@ -177,23 +392,48 @@ std::unique_ptr<Key> userKey(const Prov& p, DWORD keySpec) {
     if (p.ephemeral[keySpec]) return std::make_unique<Key>(*p.ephemeral[keySpec]);
     if (p.verifyOnly) return nullptr;
     auto k = std::make_unique<Key>();
-    if (!loadKey(p, keySpec, k->mat)) return nullptr;
-    k->alg = keySpec == AT_KEYEXCHANGE ? CALG_DH_EL_SF : CALG_GR3410EL;
-    k->paramOid = softgost::curveOidDer(k->mat.curve);
+    k->family = p.family;
+    if (!loadKey(p, keySpec, *k)) return nullptr;
+    const FamilyDef& f = kFamilies[p.family];
+    k->alg = keySpec == AT_KEYEXCHANGE ? f.exchAlg : f.sigAlg;
+    return k;
+}
+
+// A new key pair of the context's family: 2001 and 2012-256 keys on the CryptoPro-A
+// parameter set (2012-256 exchange keys named by XchA, as certificates do), 2012-512 keys
+// on tc26 512-A.
+std::unique_ptr<Key> newKey(int family, DWORD keySpec) {
+    const FamilyDef& f = kFamilies[family];
+    auto k = std::make_unique<Key>();
+    k->family = family;
+    k->alg = keySpec == AT_KEYEXCHANGE ? f.exchAlg : f.sigAlg;
+    k->mat = softgost::generateKey(f.genCurve);
+    switch (family) {
+    case Fam2001:
+        k->paramOid = softgost::curveOidDer(f.genCurve);
+        k->digestOid = softgost::kOidDigest3411_94;
+        break;
+    case Fam2012_256:
+        k->paramOid = keySpec == AT_KEYEXCHANGE ? softgost::kOidXchA : softgost::curveOidDer(f.genCurve);
+        k->digestOid = softgost::kOidStreebog256;
+        break;
+    default:
+        k->paramOid = softgost::kOidTc26_512A;
+        k->digestOid = softgost::kOidStreebog512;
+        break;
+    }
     return k;
 }
 
 // --- GOST PUBLICKEYBLOB
-const uint8_t kDigestOid[] = {0x06, 0x07, 0x2a, 0x85, 0x03, 0x02, 0x02, 0x1e, 0x01};  // 1.2.643.2.2.30.1
-
 Bytes exportPublicBlob(const Key& k) {
     Bytes params;
     params.insert(params.end(), k.paramOid.begin(), k.paramOid.end());
-    params.insert(params.end(), kDigestOid, kDigestOid + sizeof kDigestOid);
+    params.insert(params.end(), k.digestOid.begin(), k.digestOid.end());
     Bytes b(16);
     b[0] = PUBLICKEYBLOB;
     b[1] = 0x20;
-    DWORD alg = k.alg, magic = kGostMagic, bits = 512;
+    DWORD alg = k.alg, magic = kGostMagic, bits = kFamilies[k.family].keyBits;
     std::memcpy(&b[4], &alg, 4);
     std::memcpy(&b[8], &magic, 4);
     std::memcpy(&b[12], &bits, 4);
@@ -205,7 +445,8 @@ Bytes exportPublicBlob(const Key& k) {
 }
 
 // Returns 0 or the NTE_* code.
-DWORD importPublicBlob(const BYTE* pb, DWORD cb, Key& out) {
+DWORD importPublicBlob(int family, const BYTE* pb, DWORD cb, Key& out) {
+    const FamilyDef& f = kFamilies[family];
     if (!pb || cb < 16) return NTE_BAD_DATA;
     if (pb[0] != PUBLICKEYBLOB) return NTE_BAD_TYPE;
     if (pb[1] != 0x20) return NTE_BAD_VER;
@@ -213,8 +454,8 @@ DWORD importPublicBlob(const BYTE* pb, DWORD cb, Key& out) {
     std::memcpy(&alg, pb + 4, 4);
     std::memcpy(&magic, pb + 8, 4);
     std::memcpy(&bits, pb + 12, 4);
-    if (alg != CALG_GR3410EL && alg != CALG_DH_EL_SF) return NTE_BAD_ALGID;
-    if (magic != kGostMagic || bits != 512) return NTE_BAD_DATA;
+    if (alg != f.sigAlg && alg != f.exchAlg) return NTE_BAD_ALGID;
+    if (magic != kGostMagic || bits != f.keyBits) return NTE_BAD_DATA;
     const BYTE* p = pb + 16;
     const BYTE* end = pb + cb;
     if (end - p < 2 || p[0] != 0x30 || p[1] >= 0x80) return NTE_BAD_DATA;
@@ -222,15 +463,37 @@ DWORD importPublicBlob(const BYTE* pb, DWORD cb, Key& out) {
     if (seqEnd > end) return NTE_BAD_DATA;
     p += 2;
     if (seqEnd - p < 2 || p[0] != 0x06 || p[1] >= 0x80 || p + 2 + p[1] > seqEnd) return NTE_BAD_DATA;
-    int curve = softgost::curveFromOidDer(p, 2 + p[1]);
-    if (curve < 0) return NTE_BAD_DATA;  // unknown parameter set
+    int curve = softgost::curveFromOidDer(p, 2 + p[1], f.oidUse);
+    if (curve < 0) return NTE_BAD_DATA;  // unknown parameter set (or one of another key size)
     out.paramOid.assign(p, p + 2 + p[1]);
-    if (end - seqEnd != 64) return NTE_BAD_DATA;
+    p += 2 + p[1];
+    if (family == Fam2001) {
+        out.digestOid = softgost::kOidDigest3411_94;
+    } else if (seqEnd - p >= 2 && p[0] == 0x06 && p[1] < 0x80 && p + 2 + p[1] <= seqEnd) {
+        out.digestOid.assign(p, p + 2 + p[1]);  // kept as given, written back on export
+    }
+    const size_t n = softgost::coordBytes(curve);
+    if (static_cast<size_t>(end - seqEnd) != 2 * n) return NTE_BAD_DATA;
+    out.family = family;
     out.alg = alg;
     out.mat.curve = curve;
     out.mat.hasPrivate = false;
     out.mat.pubXYle.assign(seqEnd, end);
     if (!softgost::validatePublic(out.mat)) return NTE_BAD_PUBLIC_KEY;
+    return 0;
+}
+
+// PLAINTEXTKEYBLOB (the secret of an HMAC key), 2012 contexts only. Returns 0 or the NTE_* code.
+DWORD importSecretBlob(const BYTE* pb, DWORD cb, Key& out) {
+    if (cb < sizeof(BLOBHEADER) + sizeof(DWORD)) return NTE_BAD_DATA;
+    if (pb[1] != CUR_BLOB_VERSION) return NTE_BAD_VER;
+    DWORD alg, len;
+    std::memcpy(&alg, pb + 4, 4);
+    std::memcpy(&len, pb + 8, 4);
+    if (len == 0 || len > 4096 || cb - 12 != len) return NTE_BAD_DATA;
+    out.secret = true;
+    out.alg = alg;
+    out.secretValue.assign(pb + 12, pb + 12 + len);
     return 0;
 }
 
@@ -240,11 +503,51 @@ struct AlgInfo {
     const char* name;
     const char* longName;
 };
-const AlgInfo kAlgs[] = {
+const AlgInfo kAlgs2001[] = {
     {CALG_GR3411, 256, "GR 34.11", "GOST R 34.11-94"},
     {CALG_GR3410EL, 512, "GR 34.10-2001", "GOST R 34.10-2001 signature"},
     {CALG_DH_EL_SF, 512, "DH 34.10-2001", "GOST R 34.10-2001 key exchange"},
 };
+const AlgInfo kAlgs2012_256[] = {
+    {CALG_GR3411, 256, "GR 34.11", "GOST R 34.11-94"},
+    {CALG_GR3411_2012_256, 256, "GR 34.11-2012 256", "GOST R 34.11-2012 256 bit"},
+    {CALG_GR3411_2012_512, 512, "GR 34.11-2012 512", "GOST R 34.11-2012 512 bit"},
+    {CALG_GR3411_2012_256_HMAC, 256, "HMAC 34.11-2012 256", "HMAC GOST R 34.11-2012 256 bit"},
+    {CALG_GR3411_2012_512_HMAC, 512, "HMAC 34.11-2012 512", "HMAC GOST R 34.11-2012 512 bit"},
+    {CALG_GR3410_12_256, 512, "GR 34.10-2012 256", "GOST R 34.10-2012 256 bit signature"},
+    {CALG_DH_GR3410_12_256_SF, 512, "DH 34.10-2012 256", "GOST R 34.10-2012 256 bit key exchange"},
+};
+const AlgInfo kAlgs2012_512[] = {
+    {CALG_GR3411, 256, "GR 34.11", "GOST R 34.11-94"},
+    {CALG_GR3411_2012_256, 256, "GR 34.11-2012 256", "GOST R 34.11-2012 256 bit"},
+    {CALG_GR3411_2012_512, 512, "GR 34.11-2012 512", "GOST R 34.11-2012 512 bit"},
+    {CALG_GR3411_2012_256_HMAC, 256, "HMAC 34.11-2012 256", "HMAC GOST R 34.11-2012 256 bit"},
+    {CALG_GR3411_2012_512_HMAC, 512, "HMAC 34.11-2012 512", "HMAC GOST R 34.11-2012 512 bit"},
+    {CALG_GR3410_12_512, 1024, "GR 34.10-2012 512", "GOST R 34.10-2012 512 bit signature"},
+    {CALG_DH_GR3410_12_512_SF, 1024, "DH 34.10-2012 512", "GOST R 34.10-2012 512 bit key exchange"},
+};
+
+void algList(int family, const AlgInfo*& list, size_t& n) {
+    switch (family) {
+    case Fam2012_256: list = kAlgs2012_256; n = sizeof kAlgs2012_256 / sizeof kAlgs2012_256[0]; break;
+    case Fam2012_512: list = kAlgs2012_512; n = sizeof kAlgs2012_512 / sizeof kAlgs2012_512[0]; break;
+    default: list = kAlgs2001; n = sizeof kAlgs2001 / sizeof kAlgs2001[0]; break;
+    }
+}
+
+// The family a context is acquired for: the provider type advapi32 passes (VTableProvStruc
+// version 2 and later), else the provider name (version 3), else 2001.
+int familyOf(const void* vtable) {
+    const ProvVTable* vt = static_cast<const ProvVTable*>(vtable);
+    if (!vt) return Fam2001;
+    if (vt->Version >= 2)
+        for (int i = 0; i < FamilyCount; ++i)
+            if (vt->dwProvType == kFamilies[i].type) return i;
+    if (vt->Version >= 3 && vt->pszProvName)
+        for (int i = 0; i < FamilyCount; ++i)
+            if (lstrcmpiA(vt->pszProvName, kFamilies[i].name) == 0) return i;
+    return Fam2001;
+}
 
 // advapi32 and crypt32 unload a provider DLL as soon as its last context is gone, Wine's
 // advapi32 even before it returns a failed CryptAcquireContext, and the unload (Botan's and
@@ -274,13 +577,14 @@ void pinModule() {
 
 extern "C" {
 
-BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFlags, void* /* VTableProvStruc */) {
+BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFlags, void* pVTable) {
     GUARD_BEGIN
     pinModule();
     if (!phProv) return fail(ERROR_INVALID_PARAMETER);
     const DWORD known = CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET | CRYPT_MACHINE_KEYSET | CRYPT_SILENT;
     if (dwFlags & ~known) return fail(NTE_BAD_FLAGS);
     auto p = std::make_unique<Prov>();
+    p->family = familyOf(pVTable);
     p->machine = (dwFlags & CRYPT_MACHINE_KEYSET) != 0;
     std::string name = szContainer ? szContainer : "";
     if (dwFlags & CRYPT_VERIFYCONTEXT) {
@@ -329,20 +633,19 @@ BOOL WINAPI CPGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD, HCRYPTKEY* phKey) {
     Prov* p = lookup<Prov>(hProv, kProvMagic);
     if (!p) return fail(NTE_BAD_UID);
     if (!phKey) return fail(ERROR_INVALID_PARAMETER);
+    const FamilyDef& f = kFamilies[p->family];
     DWORD keySpec;
-    ALG_ID alg;
-    switch (Algid) {
-    case AT_SIGNATURE: case CALG_GR3410EL: keySpec = AT_SIGNATURE; alg = CALG_GR3410EL; break;
-    case AT_KEYEXCHANGE: case CALG_DH_EL_SF: keySpec = AT_KEYEXCHANGE; alg = CALG_DH_EL_SF; break;
-    default: return fail(NTE_BAD_ALGID);
+    if (Algid == AT_SIGNATURE || Algid == f.sigAlg) {
+        keySpec = AT_SIGNATURE;
+    } else if (Algid == AT_KEYEXCHANGE || Algid == f.exchAlg) {
+        keySpec = AT_KEYEXCHANGE;
+    } else {
+        return fail(NTE_BAD_ALGID);
     }
-    auto k = std::make_unique<Key>();
-    k->alg = alg;
-    k->mat = softgost::generateKey(softgost::CurveA);
-    k->paramOid = softgost::curveOidDer(softgost::CurveA);
+    std::unique_ptr<Key> k = newKey(p->family, keySpec);
     if (p->verifyOnly) {
         p->ephemeral[keySpec] = std::make_unique<Key>(*k);
-    } else if (!storeKey(*p, keySpec, k->mat)) {
+    } else if (!storeKey(*p, keySpec, *k)) {
         return fail(NTE_FAIL);
     }
     *phKey = publish(std::move(k));
@@ -387,7 +690,9 @@ BOOL WINAPI CPGetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam, LPBYT
     if (dwFlags) return fail(NTE_BAD_FLAGS);
     switch (dwParam) {
     case KP_ALGID: return outputDword(k->alg, pbData, pcbDataLen);
-    case KP_KEYLEN: return outputDword(512, pbData, pcbDataLen);
+    case KP_KEYLEN:
+        return outputDword(k->secret ? static_cast<DWORD>(8 * k->secretValue.size()) : kFamilies[k->family].keyBits,
+                           pbData, pcbDataLen);
     case KP_PERMISSIONS: return outputDword(CRYPT_READ, pbData, pcbDataLen);  // never exportable
     default: return fail(NTE_BAD_TYPE);
     }
@@ -406,9 +711,10 @@ BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, LPBYTE pbData, LPDWO
     Prov* p = lookup<Prov>(hProv, kProvMagic);
     if (!p) return fail(NTE_BAD_UID);
     if (!pcbDataLen) return fail(ERROR_INVALID_PARAMETER);
+    const FamilyDef& f = kFamilies[p->family];
     switch (dwParam) {
-    case PP_NAME: return outputString(kProviderName, pbData, pcbDataLen);
-    case PP_PROVTYPE: return outputDword(kProviderType, pbData, pcbDataLen);
+    case PP_NAME: return outputString(f.name, pbData, pcbDataLen);
+    case PP_PROVTYPE: return outputDword(f.type, pbData, pcbDataLen);
     case PP_IMPTYPE: return outputDword(CRYPT_IMPL_SOFTWARE, pbData, pcbDataLen);
     case PP_VERSION: return outputDword(0x0100, pbData, pcbDataLen);
     case PP_KEYSPEC: return outputDword(AT_SIGNATURE | AT_KEYEXCHANGE, pbData, pcbDataLen);
@@ -419,9 +725,11 @@ BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, LPBYTE pbData, LPDWO
     case PP_ENUMALGS:
     case PP_ENUMALGS_EX: {
         if (dwFlags & CRYPT_FIRST) p->enumAlg = 0;
-        const size_t n = sizeof kAlgs / sizeof kAlgs[0];
+        const AlgInfo* algs;
+        size_t n;
+        algList(p->family, algs, n);
         if (p->enumAlg >= n) return fail(ERROR_NO_MORE_ITEMS);
-        const AlgInfo& a = kAlgs[p->enumAlg];
+        const AlgInfo& a = algs[p->enumAlg];
         BOOL ok;
         if (dwParam == PP_ENUMALGS) {
             PROV_ENUMALGS e{};
@@ -495,6 +803,7 @@ BOOL WINAPI CPExportKey(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTKEY, DWORD dwBlo
     if (!k) return fail(NTE_BAD_KEY);
     if (!pcbDataLen) return fail(ERROR_INVALID_PARAMETER);
     if (dwFlags) return fail(NTE_BAD_FLAGS);
+    if (k->secret) return fail(NTE_BAD_KEY_STATE);                     // secrets never leave
     if (dwBlobType == PRIVATEKEYBLOB) return fail(NTE_BAD_KEY_STATE);  // private keys never leave
     if (dwBlobType != PUBLICKEYBLOB) return fail(NTE_BAD_TYPE);
     Bytes b = exportPublicBlob(*k);
@@ -505,11 +814,16 @@ BOOL WINAPI CPExportKey(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTKEY, DWORD dwBlo
 BOOL WINAPI CPImportKey(HCRYPTPROV hProv, const BYTE* pbData, DWORD cbDataLen, HCRYPTKEY hPubKey, DWORD,
                         HCRYPTKEY* phKey) {
     GUARD_BEGIN
-    if (!lookup<Prov>(hProv, kProvMagic)) return fail(NTE_BAD_UID);
+    Prov* p = lookup<Prov>(hProv, kProvMagic);
+    if (!p) return fail(NTE_BAD_UID);
     if (!phKey) return fail(ERROR_INVALID_PARAMETER);
     if (hPubKey) return fail(NTE_BAD_PUBLIC_KEY);  // no wrapped key import
     auto k = std::make_unique<Key>();
-    DWORD rc = importPublicBlob(pbData, cbDataLen, *k);
+    DWORD rc;
+    if (p->family != Fam2001 && pbData && cbDataLen >= 1 && pbData[0] == PLAINTEXTKEYBLOB)
+        rc = importSecretBlob(pbData, cbDataLen, *k);
+    else
+        rc = importPublicBlob(p->family, pbData, cbDataLen, *k);
     if (rc) return fail(rc);
     *phKey = publish(std::move(k));
     return TRUE;
@@ -520,7 +834,7 @@ BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH, BOOL, DWORD,
     GUARD_BEGIN
     if (!lookup<Prov>(hProv, kProvMagic)) return fail(NTE_BAD_UID);
     if (!lookup<Key>(hKey, kKeyMagic)) return fail(NTE_BAD_KEY);
-    return fail(NTE_BAD_KEY);  // GOST R 34.10 keys do not encrypt
+    return fail(NTE_BAD_KEY);  // GOST R 34.10 keys do not encrypt, HMAC secrets neither
     GUARD_END
 }
 
@@ -534,12 +848,39 @@ BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH, BOOL, DWORD,
 
 BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWORD dwFlags, HCRYPTHASH* phHash) {
     GUARD_BEGIN
-    if (!lookup<Prov>(hProv, kProvMagic)) return fail(NTE_BAD_UID);
+    Prov* p = lookup<Prov>(hProv, kProvMagic);
+    if (!p) return fail(NTE_BAD_UID);
     if (!phHash) return fail(ERROR_INVALID_PARAMETER);
-    if (Algid != CALG_GR3411) return fail(NTE_BAD_ALGID);
-    if (hKey) return fail(NTE_BAD_KEY);
-    if (dwFlags) return fail(NTE_BAD_FLAGS);
-    *phHash = publish(std::make_unique<Hash>());
+    auto h = std::make_unique<Hash>();
+    h->alg = Algid;
+    DigestKind kind;
+    if (p->family == Fam2001) {
+        if (Algid != CALG_GR3411) return fail(NTE_BAD_ALGID);
+        if (hKey) return fail(NTE_BAD_KEY);
+        if (dwFlags) return fail(NTE_BAD_FLAGS);
+        h->digestAlg = Algid;
+        h->digest = std::make_unique<softgost::Digest>(DigestKind::Gr3411_94);
+    } else if (digestKindOf(Algid, kind)) {
+        if (hKey) return fail(NTE_BAD_KEY);
+        if (dwFlags) return fail(NTE_BAD_FLAGS);
+        h->digestAlg = Algid;
+        h->digest = std::make_unique<softgost::Digest>(kind);
+    } else if (Algid == CALG_GR3411_2012_256_HMAC || Algid == CALG_GR3411_2012_512_HMAC || Algid == CALG_HMAC) {
+        Key* k = lookup<Key>(hKey, kKeyMagic);
+        if (!k || !k->secret) return fail(NTE_BAD_KEY);
+        if (dwFlags) return fail(NTE_BAD_FLAGS);
+        if (Algid == CALG_HMAC) {
+            h->hmacKey = k->secretValue;  // the hash starts with HP_HMAC_INFO
+        } else {
+            h->digestAlg = Algid == CALG_GR3411_2012_256_HMAC ? CALG_GR3411_2012_256 : CALG_GR3411_2012_512;
+            h->digest = std::make_unique<softgost::Digest>(Algid == CALG_GR3411_2012_256_HMAC ? DigestKind::Streebog256
+                                                                                             : DigestKind::Streebog512);
+            startHmac(*h, k->secretValue);
+        }
+    } else {
+        return fail(NTE_BAD_ALGID);
+    }
+    *phHash = publish(std::move(h));
     return TRUE;
     GUARD_END
 }
@@ -550,9 +891,9 @@ BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, D
     Hash* h = lookup<Hash>(hHash, kHashMagic);
     if (!h) return fail(NTE_BAD_HASH);
     if (dwFlags) return fail(NTE_BAD_FLAGS);
-    if (h->finished) return fail(NTE_BAD_HASH_STATE);
+    if (h->finished || !h->digest) return fail(NTE_BAD_HASH_STATE);
     if (cbDataLen && !pbData) return fail(ERROR_INVALID_PARAMETER);
-    h->h.update(pbData, cbDataLen);
+    h->digest->update(pbData, cbDataLen);
     return TRUE;
     GUARD_END
 }
@@ -574,20 +915,22 @@ BOOL WINAPI CPGetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, LP
     if (!h) return fail(NTE_BAD_HASH);
     if (dwFlags) return fail(NTE_BAD_FLAGS);
     switch (dwParam) {
-    case HP_ALGID: return outputDword(CALG_GR3411, pbData, pcbDataLen);
-    case HP_HASHSIZE: return outputDword(32, pbData, pcbDataLen);
-    case HP_HASHVAL:
-        if (!pbData) return output(nullptr, 32, nullptr, pcbDataLen);
+    case HP_ALGID: return outputDword(h->alg, pbData, pcbDataLen);
+    case HP_HASHSIZE:
+        if (!hashReady(*h)) return fail(NTE_BAD_HASH_STATE);
+        return outputDword(static_cast<DWORD>(hashSize(*h)), pbData, pcbDataLen);
+    case HP_HASHVAL: {
+        if (!hashReady(*h)) return fail(NTE_BAD_HASH_STATE);
+        const DWORD n = static_cast<DWORD>(hashSize(*h));
+        if (!pbData) return output(nullptr, n, nullptr, pcbDataLen);
         if (!pcbDataLen) return fail(ERROR_INVALID_PARAMETER);
-        if (*pcbDataLen < 32) {
-            *pcbDataLen = 32;
+        if (*pcbDataLen < n) {
+            *pcbDataLen = n;
             return fail(ERROR_MORE_DATA);
         }
-        if (!h->finished) {
-            h->value = h->h.final();
-            h->finished = true;
-        }
-        return output(h->value.data(), 32, pbData, pcbDataLen);
+        const Bytes& v = hashValue(*h);
+        return output(v.data(), static_cast<DWORD>(v.size()), pbData, pcbDataLen);
+    }
     default: return fail(NTE_BAD_TYPE);
     }
     GUARD_END
@@ -595,13 +938,20 @@ BOOL WINAPI CPGetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, LP
 
 BOOL WINAPI CPSetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
     GUARD_BEGIN
-    if (!lookup<Prov>(hProv, kProvMagic)) return fail(NTE_BAD_UID);
+    Prov* p = lookup<Prov>(hProv, kProvMagic);
+    if (!p) return fail(NTE_BAD_UID);
     Hash* h = lookup<Hash>(hHash, kHashMagic);
     if (!h) return fail(NTE_BAD_HASH);
     if (dwFlags) return fail(NTE_BAD_FLAGS);
+    if (dwParam == HP_HMAC_INFO && h->alg == CALG_HMAC) {
+        if (!pbData) return fail(ERROR_INVALID_PARAMETER);
+        DWORD rc = setHmacInfo(*h, *reinterpret_cast<const HMAC_INFO*>(pbData), p->family);
+        return rc ? fail(rc) : TRUE;
+    }
     if (dwParam != HP_HASHVAL) return fail(NTE_BAD_TYPE);
     if (!pbData) return fail(ERROR_INVALID_PARAMETER);
-    h->value.assign(pbData, pbData + 32);
+    if (!hashReady(*h)) return fail(NTE_BAD_HASH_STATE);
+    h->value.assign(pbData, pbData + hashSize(*h));
     h->finished = true;
     return TRUE;
     GUARD_END
@@ -619,22 +969,23 @@ BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeySpec, LPCW
     if (dwKeySpec != AT_SIGNATURE && dwKeySpec != AT_KEYEXCHANGE) return fail(NTE_BAD_ALGID);
     auto k = userKey(*p, dwKeySpec);
     if (!k) return fail(NTE_NO_KEY);
+    // A GOST R 34.10 signature is over the hash of its own family (2012-256 over Streebog-256,
+    // 2012-512 over Streebog-512); an HMAC is no signature's hash.
+    if (h->hmac || h->alg == CALG_HMAC || h->digestAlg != kFamilies[k->family].signHash) return fail(NTE_BAD_ALGID);
+    const DWORD sigLen = static_cast<DWORD>(2 * softgost::coordBytes(k->mat.curve));
     if (!pbSignature) {
-        *pcbSigLen = 64;
+        *pcbSigLen = sigLen;
         return TRUE;
     }
-    if (*pcbSigLen < 64) {
-        *pcbSigLen = 64;
+    if (*pcbSigLen < sigLen) {
+        *pcbSigLen = sigLen;
         return fail(ERROR_MORE_DATA);
     }
-    if (!h->finished) {
-        h->value = h->h.final();
-        h->finished = true;
-    }
-    Bytes sr = softgost::sign(k->mat, h->value.data(), h->value.size());
-    if (sr.size() != 64) return fail(NTE_FAIL);
-    for (size_t i = 0; i < 64; ++i) pbSignature[i] = sr[63 - i];  // CryptoAPI order: reverse of s || r
-    *pcbSigLen = 64;
+    const Bytes& value = hashValue(*h);
+    Bytes sr = softgost::sign(k->mat, value.data(), value.size());
+    if (sr.size() != sigLen) return fail(NTE_FAIL);
+    for (size_t i = 0; i < sigLen; ++i) pbSignature[i] = sr[sigLen - 1 - i];  // CryptoAPI order: reverse of s || r
+    *pcbSigLen = sigLen;
     return TRUE;
     GUARD_END
 }
@@ -658,16 +1009,15 @@ BOOL WINAPI CPVerifySignature(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pb
     Hash* h = lookup<Hash>(hHash, kHashMagic);
     if (!h) return fail(NTE_BAD_HASH);
     Key* k = lookup<Key>(hPubKey, kKeyMagic);
-    if (!k) return fail(NTE_BAD_KEY);
+    if (!k || k->secret) return fail(NTE_BAD_KEY);
     if (dwFlags) return fail(NTE_BAD_FLAGS);
-    if (!pbSignature || cbSigLen != 64) return fail(NTE_BAD_SIGNATURE);
-    if (!h->finished) {
-        h->value = h->h.final();
-        h->finished = true;
-    }
-    uint8_t sr[64];
-    for (size_t i = 0; i < 64; ++i) sr[i] = pbSignature[63 - i];
-    if (!softgost::verify(k->mat, h->value.data(), h->value.size(), sr, 64)) return fail(NTE_BAD_SIGNATURE);
+    if (h->hmac || h->alg == CALG_HMAC || h->digestAlg != kFamilies[k->family].signHash) return fail(NTE_BAD_ALGID);
+    const size_t sigLen = 2 * softgost::coordBytes(k->mat.curve);
+    if (!pbSignature || cbSigLen != sigLen) return fail(NTE_BAD_SIGNATURE);
+    const Bytes& value = hashValue(*h);
+    Bytes sr(pbSignature, pbSignature + sigLen);
+    std::reverse(sr.begin(), sr.end());
+    if (!softgost::verify(k->mat, value.data(), value.size(), sr.data(), sr.size())) return fail(NTE_BAD_SIGNATURE);
     return TRUE;
     GUARD_END
 }
@@ -698,38 +1048,53 @@ BOOL WINAPI CPDuplicateKey(HCRYPTPROV hProv, HCRYPTKEY hKey, LPDWORD pdwReserved
     GUARD_END
 }
 
-// crypt32 OID function (CRYPT_OID_IMPORT_PUBLIC_KEY_INFO_FUNC) for 1.2.643.2.2.19: turns a GOST R 34.10-2001
-// SubjectPublicKeyInfo into our PUBLICKEYBLOB and imports it into the caller's provider (ours when none given).
+// crypt32 OID function (CRYPT_OID_IMPORT_PUBLIC_KEY_INFO_FUNC) for 1.2.643.2.2.19 (GOST R 34.10-2001),
+// 1.2.643.7.1.1.1.1 and 1.2.643.7.1.1.1.2 (GOST R 34.10-2012 256 / 512): turns the SubjectPublicKeyInfo into
+// our PUBLICKEYBLOB and imports it into the caller's provider (ours of the key's type when none is given).
 BOOL WINAPI CryptDllImportPublicKeyInfoEx(HCRYPTPROV hCryptProv, DWORD, PCERT_PUBLIC_KEY_INFO pInfo, ALG_ID aiKeyAlg,
                                           DWORD, void*, HCRYPTKEY* phKey) {
     try {
         pinModule();
         if (!pInfo || !phKey) return fail(ERROR_INVALID_PARAMETER);
+        const char* oid = pInfo->Algorithm.pszObjId ? pInfo->Algorithm.pszObjId : "";
+        int family;
+        if (std::strcmp(oid, "1.2.643.7.1.1.1.1") == 0)
+            family = Fam2012_256;
+        else if (std::strcmp(oid, "1.2.643.7.1.1.1.2") == 0)
+            family = Fam2012_512;
+        else
+            family = Fam2001;  // 1.2.643.2.2.19, the only other OID registered
+        const FamilyDef& f = kFamilies[family];
+        const size_t keyBytes = f.keyBits / 8;
         const CRYPT_OBJID_BLOB& params = pInfo->Algorithm.Parameters;
         const CRYPT_BIT_BLOB& pub = pInfo->PublicKey;
         if (!params.pbData || params.cbData < 2 || params.pbData[0] != 0x30 || params.pbData[1] >= 0x80 ||
             params.cbData != 2u + params.pbData[1])
             return fail(CRYPT_E_ASN1_BADTAG);
-        if (!pub.pbData || pub.cbData != 66 || pub.pbData[0] != 0x04 || pub.pbData[1] != 0x40)
+        // OCTET STRING { X || Y }: 04 40 (64 bytes) or 04 81 80 (128 bytes).
+        const size_t head = keyBytes < 0x80 ? 2 : 3;
+        if (!pub.pbData || pub.cbData != head + keyBytes || pub.pbData[0] != 0x04 ||
+            (head == 2 ? pub.pbData[1] != keyBytes : (pub.pbData[1] != 0x81 || pub.pbData[2] != keyBytes)))
             return fail(CRYPT_E_ASN1_BADTAG);
-        ALG_ID alg = aiKeyAlg == CALG_DH_EL_SF ? CALG_DH_EL_SF : CALG_GR3410EL;
+        ALG_ID alg = aiKeyAlg == f.exchAlg ? f.exchAlg : f.sigAlg;
         Bytes blob(16);
         blob[0] = PUBLICKEYBLOB;
         blob[1] = 0x20;
-        DWORD magic = kGostMagic, bits = 512;
+        DWORD magic = kGostMagic, bits = f.keyBits;
         std::memcpy(&blob[4], &alg, 4);
         std::memcpy(&blob[8], &magic, 4);
         std::memcpy(&blob[12], &bits, 4);
         blob.insert(blob.end(), params.pbData, params.pbData + params.cbData);
-        blob.insert(blob.end(), pub.pbData + 2, pub.pbData + 66);
+        blob.insert(blob.end(), pub.pbData + head, pub.pbData + pub.cbData);
         if (!hCryptProv) {
-            static HCRYPTPROV own = 0;  // kept for the life of the process: its keys need it
-            static std::once_flag once;
-            std::call_once(once, [] {
-                CryptAcquireContextA(&own, nullptr, kProviderName, kProviderType, CRYPT_VERIFYCONTEXT);
+            // Kept for the life of the process: their keys need them.
+            static HCRYPTPROV own[FamilyCount] = {};
+            static std::once_flag once[FamilyCount];
+            std::call_once(once[family], [&f, family] {
+                CryptAcquireContextA(&own[family], nullptr, f.name, f.type, CRYPT_VERIFYCONTEXT);
             });
-            if (!own) return FALSE;
-            hCryptProv = own;
+            if (!own[family]) return FALSE;
+            hCryptProv = own[family];
         }
         return CryptImportKey(hCryptProv, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, phKey);
     } catch (...) {

@@ -1,9 +1,11 @@
 // Cross-check helper: signs with the Talvoran Soft GOST CSP, or verifies a signature made
 // elsewhere, through plain CryptoAPI. Files are exchanged in DIR (Windows path):
-//   softgost-tool sign DIR         reads msg.bin; writes hash.bin (HP_HASHVAL bytes),
-//                                  sig.bin (s || r, each big-endian) and pub.der (SubjectPublicKeyInfo)
-//   softgost-tool verify DIR       reads msg.bin, sig.bin (s || r) and pub.der (SubjectPublicKeyInfo)
-//   softgost-tool verify-cert DIR  the same with cert.der (an X.509 certificate) for the key
+//   softgost-tool sign DIR [TYPE]         reads msg.bin; writes hash.bin (HP_HASHVAL bytes),
+//                                         sig.bin (s || r, each big-endian) and pub.der (SubjectPublicKeyInfo)
+//   softgost-tool verify DIR [TYPE]       reads msg.bin, sig.bin (s || r) and pub.der (SubjectPublicKeyInfo)
+//   softgost-tool verify-cert DIR [TYPE]  the same with cert.der (an X.509 certificate) for the key
+// TYPE: 75 (default; GOST R 34.10-2001 over GOST R 34.11-94), 80 (GOST R 34.10-2012 256 over
+// Streebog-256) or 81 (GOST R 34.10-2012 512 over Streebog-512).
 // Exit code: 0 success / signature valid, 1 signature invalid, 2 any other failure.
 #include <windows.h>
 #include <wincrypt.h>
@@ -16,7 +18,20 @@
 namespace {
 
 using Bytes = std::vector<BYTE>;
-const char kProv[] = "Talvoran Soft GOST CSP";
+
+// The provider of one type: name, hash, signature size, SubjectPublicKeyInfo algorithm OID (DER).
+struct Provider {
+    DWORD type;
+    const char* name;
+    ALG_ID hashAlg;
+    DWORD sigLen;
+    Bytes keyOid;
+};
+const Provider kProviders[] = {
+    {75, "Talvoran Soft GOST CSP", 0x801E, 64, {0x06, 0x06, 0x2a, 0x85, 0x03, 0x02, 0x02, 0x13}},
+    {80, "Talvoran Soft GOST 2012-256 CSP", 0x8021, 64, {0x06, 0x08, 0x2a, 0x85, 0x03, 0x07, 0x01, 0x01, 0x01, 0x01}},
+    {81, "Talvoran Soft GOST 2012-512 CSP", 0x8022, 128, {0x06, 0x08, 0x2a, 0x85, 0x03, 0x07, 0x01, 0x01, 0x01, 0x02}},
+};
 
 bool readFile(const std::string& path, Bytes& out) {
     FILE* f = std::fopen(path.c_str(), "rb");
@@ -41,9 +56,9 @@ int failure(const char* what) {
     return 2;
 }
 
-HCRYPTHASH hashFile(HCRYPTPROV prov, const Bytes& msg) {
+HCRYPTHASH hashFile(HCRYPTPROV prov, ALG_ID alg, const Bytes& msg) {
     HCRYPTHASH h = 0;
-    if (!CryptCreateHash(prov, 0x801E, 0, 0, &h)) return 0;
+    if (!CryptCreateHash(prov, alg, 0, 0, &h)) return 0;
     if (!CryptHashData(h, msg.data(), static_cast<DWORD>(msg.size()), 0)) {
         CryptDestroyHash(h);
         return 0;
@@ -72,34 +87,45 @@ Bytes tlv(BYTE tag, const Bytes& content) {
     return out;
 }
 
-int sign(const std::string& dir) {
+int sign(const std::string& dir, const Provider& pv) {
     Bytes msg;
     if (!readFile(dir + "\\msg.bin", msg)) return failure("reading msg.bin");
     const std::string container = "softgost-tool-" + std::to_string(GetCurrentProcessId());
     HCRYPTPROV prov = 0;
-    CryptAcquireContextA(&prov, container.c_str(), kProv, 75, CRYPT_DELETEKEYSET);
-    if (!CryptAcquireContextA(&prov, container.c_str(), kProv, 75, CRYPT_NEWKEYSET)) return failure("CryptAcquireContext");
+    CryptAcquireContextA(&prov, container.c_str(), pv.name, pv.type, CRYPT_DELETEKEYSET);
+    if (!CryptAcquireContextA(&prov, container.c_str(), pv.name, pv.type, CRYPT_NEWKEYSET))
+        return failure("CryptAcquireContext");
     int rc = 2;
     HCRYPTKEY key = 0;
     HCRYPTHASH hash = 0;
     do {
         if (!CryptGenKey(prov, AT_SIGNATURE, 0, &key)) { rc = failure("CryptGenKey"); break; }
-        if (!(hash = hashFile(prov, msg))) { rc = failure("hashing"); break; }
-        Bytes value(32);
-        DWORD len = 32;
+        if (!(hash = hashFile(prov, pv.hashAlg, msg))) { rc = failure("hashing"); break; }
+        Bytes value(64);
+        DWORD len = 64;
         if (!CryptGetHashParam(hash, HP_HASHVAL, value.data(), &len, 0)) { rc = failure("CryptGetHashParam"); break; }
-        Bytes sig(64);
-        len = 64;
-        if (!CryptSignHashA(hash, AT_SIGNATURE, nullptr, 0, sig.data(), &len)) { rc = failure("CryptSignHash"); break; }
+        value.resize(len);
+        Bytes sig(pv.sigLen);
+        len = pv.sigLen;
+        if (!CryptSignHashA(hash, AT_SIGNATURE, nullptr, 0, sig.data(), &len) || len != pv.sigLen) {
+            rc = failure("CryptSignHash");
+            break;
+        }
         std::reverse(sig.begin(), sig.end());  // CryptoAPI order -> s || r
         len = 0;
         if (!CryptExportKey(key, 0, PUBLICKEYBLOB, 0, nullptr, &len)) { rc = failure("CryptExportKey"); break; }
         Bytes blob(len);
-        if (!CryptExportKey(key, 0, PUBLICKEYBLOB, 0, blob.data(), &len) || len != 100) { rc = failure("CryptExportKey"); break; }
-        // SubjectPublicKeyInfo: { { 1.2.643.2.2.19, params }, BIT STRING { OCTET STRING { X || Y } } }
-        Bytes algId = {0x06, 0x06, 0x2a, 0x85, 0x03, 0x02, 0x02, 0x13};
-        algId.insert(algId.end(), blob.begin() + 16, blob.begin() + 36);
-        Bytes octets(blob.begin() + 36, blob.end());
+        const size_t keyLen = pv.sigLen;  // X || Y is as long as a signature
+        if (!CryptExportKey(key, 0, PUBLICKEYBLOB, 0, blob.data(), &len) || len < 18 + keyLen ||
+            len != 18u + blob[17] + keyLen) {
+            rc = failure("CryptExportKey");
+            break;
+        }
+        // SubjectPublicKeyInfo: { { key OID, params }, BIT STRING { OCTET STRING { X || Y } } }
+        const size_t paramsEnd = 18u + blob[17];
+        Bytes algId = pv.keyOid;
+        algId.insert(algId.end(), blob.begin() + 16, blob.begin() + paramsEnd);
+        Bytes octets(blob.begin() + paramsEnd, blob.end());
         Bytes bits{0x00};
         Bytes os = tlv(0x04, octets);
         bits.insert(bits.end(), os.begin(), os.end());
@@ -116,16 +142,17 @@ int sign(const std::string& dir) {
     if (hash) CryptDestroyHash(hash);
     if (key) CryptDestroyKey(key);
     CryptReleaseContext(prov, 0);
-    CryptAcquireContextA(&prov, container.c_str(), kProv, 75, CRYPT_DELETEKEYSET);
+    CryptAcquireContextA(&prov, container.c_str(), pv.name, pv.type, CRYPT_DELETEKEYSET);
     return rc;
 }
 
-int verify(const std::string& dir, bool fromCert) {
+int verify(const std::string& dir, bool fromCert, const Provider& pv) {
     Bytes msg, sig, der;
     if (!readFile(dir + "\\msg.bin", msg) || !readFile(dir + "\\sig.bin", sig)) return failure("reading msg.bin/sig.bin");
     if (!readFile(dir + (fromCert ? "\\cert.der" : "\\pub.der"), der)) return failure("reading the key file");
     HCRYPTPROV prov = 0;
-    if (!CryptAcquireContextA(&prov, nullptr, kProv, 75, CRYPT_VERIFYCONTEXT)) return failure("CryptAcquireContext");
+    if (!CryptAcquireContextA(&prov, nullptr, pv.name, pv.type, CRYPT_VERIFYCONTEXT))
+        return failure("CryptAcquireContext");
     int rc = 2;
     HCRYPTKEY key = 0;
     HCRYPTHASH hash = 0;
@@ -150,7 +177,7 @@ int verify(const std::string& dir, bool fromCert) {
             rc = failure("CryptImportPublicKeyInfoEx");
             break;
         }
-        if (!(hash = hashFile(prov, msg))) { rc = failure("hashing"); break; }
+        if (!(hash = hashFile(prov, pv.hashAlg, msg))) { rc = failure("hashing"); break; }
         std::reverse(sig.begin(), sig.end());  // s || r -> CryptoAPI order
         if (CryptVerifySignatureA(hash, sig.data(), static_cast<DWORD>(sig.size()), key, nullptr, 0)) {
             std::printf("signature valid\n");
@@ -173,14 +200,22 @@ int verify(const std::string& dir, bool fromCert) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: softgost-tool sign|verify|verify-cert DIR\n");
+    if (argc != 3 && argc != 4) {
+        std::fprintf(stderr, "usage: softgost-tool sign|verify|verify-cert DIR [75|80|81]\n");
         return 2;
     }
     const std::string cmd = argv[1], dir = argv[2];
-    if (cmd == "sign") return sign(dir);
-    if (cmd == "verify") return verify(dir, false);
-    if (cmd == "verify-cert") return verify(dir, true);
+    const std::string type = argc == 4 ? argv[3] : "75";
+    const Provider* pv = nullptr;
+    for (const Provider& p : kProviders)
+        if (type == std::to_string(p.type)) pv = &p;
+    if (!pv) {
+        std::fprintf(stderr, "softgost-tool: unknown provider type %s (75, 80 or 81)\n", type.c_str());
+        return 2;
+    }
+    if (cmd == "sign") return sign(dir, *pv);
+    if (cmd == "verify") return verify(dir, false, *pv);
+    if (cmd == "verify-cert") return verify(dir, true, *pv);
     std::fprintf(stderr, "softgost-tool: unknown command %s\n", cmd.c_str());
     return 2;
 }
