@@ -64,7 +64,7 @@ bool IsOn() noexcept { return Forced() || debugFlag.load() != 0; }
 void Start() noexcept { debugFlag.store(1); }
 void Stop() noexcept { debugFlag.store(0); }
 
-void traceLine(const wchar_t* text) noexcept {
+void TraceLine(const wchar_t* text) noexcept {
     if (!IsOn() || text == nullptr) return;
     wchar_t threadNumber[30];
     FormatThreadNumber(::GetThreadId(::GetCurrentThread()), threadNumber);
@@ -78,16 +78,16 @@ void traceLine(const wchar_t* text) noexcept {
     ::OutputDebugStringW(lastLine);
 }
 
-void traceW(const wchar_t* functionName, const wchar_t* text) noexcept {
+void TraceW(const wchar_t* functionName, const wchar_t* text) noexcept {
     if (!IsOn() || functionName == nullptr || text == nullptr) return;
     std::lock_guard<RecursiveLock> guard(traceLock);
     CopyTruncating(pairBuffer, kPartCapacity, functionName);
     AppendTruncating(pairBuffer, kPartCapacity, L". ");
     AppendTruncating(pairBuffer, kPartCapacity, text);
-    traceLine(pairBuffer);
+    TraceLine(pairBuffer);
 }
 
-void traceA(const char* text) noexcept {
+void TraceA(const char* text) noexcept {
     if (!IsOn() || text == nullptr) return;
     std::lock_guard<RecursiveLock> guard(traceLock);
     // Text longer than the buffer is cut: convert at most what fits, then terminate.
@@ -96,16 +96,16 @@ void traceA(const char* text) noexcept {
                                                 static_cast<int>(length), convertBuffer,
                                                 static_cast<int>(kPartCapacity - 1));
     convertBuffer[converted > 0 ? converted : 0] = 0;
-    traceLine(convertBuffer);
+    TraceLine(convertBuffer);
 }
 
-void traceA(const char* functionName, const char* text) noexcept {
+void TraceA(const char* functionName, const char* text) noexcept {
     if (!IsOn() || functionName == nullptr || text == nullptr) return;
     std::lock_guard<RecursiveLock> guard(traceLock);
     CopyTruncating(narrowPairBuffer, kPartCapacity, functionName);
     AppendTruncating(narrowPairBuffer, kPartCapacity, ". ");
     AppendTruncating(narrowPairBuffer, kPartCapacity, text);
-    traceA(narrowPairBuffer);
+    TraceA(narrowPairBuffer);
 }
 
 HRESULT CopyLastLine(wchar_t* dst, size_t dstSize) noexcept {

@@ -13,10 +13,10 @@ bool IsOn() noexcept;
 void Start() noexcept;
 void Stop() noexcept;
 
-void traceLine(const wchar_t* text) noexcept;
-void traceW(const wchar_t* functionName, const wchar_t* text) noexcept;
-void traceA(const char* text) noexcept;
-void traceA(const char* functionName, const char* text) noexcept;
+void TraceLine(const wchar_t* text) noexcept;
+void TraceW(const wchar_t* functionName, const wchar_t* text) noexcept;
+void TraceA(const char* text) noexcept;
+void TraceA(const char* functionName, const char* text) noexcept;
 
 // Copies the last line into dst (dstSize wide characters). E_POINTER for a null dst,
 // E_INVALIDARG for a zero size or a buffer too short for the line (dst is emptied).

@@ -104,19 +104,19 @@ HRESULT Report(const char* function) noexcept {
     try {
         throw;
     } catch (const XSECCryptoException& e) {
-        trace::traceA(function, CryptoMessage(e));
+        trace::TraceA(function, CryptoMessage(e));
         return hr::kFail;
     } catch (const XSECException& e) {
-        trace::traceW(WideName(function).data(), e.getMsg() != nullptr ? e.getMsg() : L"");
+        trace::TraceW(WideName(function).data(), e.getMsg() != nullptr ? e.getMsg() : L"");
         return hr::kFail;
     } catch (const CryptXmlException& e) {
-        trace::traceA(function, e.what());
+        trace::TraceA(function, e.what());
         return e.hr();
     } catch (const std::exception& e) {
-        trace::traceA(function, e.what());
+        trace::TraceA(function, e.what());
         return hr::kFail;
     } catch (...) {
-        trace::traceA(function, kUnexpected);
+        trace::TraceA(function, kUnexpected);
         return hr::kUnexpected;
     }
 }
@@ -126,10 +126,10 @@ HRESULT ReportVerification(const char* function, DWORD& extraError) {
     try {
         throw;
     } catch (const XSECCryptoException& e) {
-        trace::traceA(function, CryptoMessage(e));
+        trace::TraceA(function, CryptoMessage(e));
         return CRYPT_XML_E_VERIFY_FAILED;
     } catch (const XSECException& e) {
-        trace::traceW(WideName(function).data(), e.getMsg() != nullptr ? e.getMsg() : L"");
+        trace::TraceW(WideName(function).data(), e.getMsg() != nullptr ? e.getMsg() : L"");
         switch (e.getType()) {
             case XSECException::UnknownTransform:
             case XSECException::UnsupportedFunction:  // a transform this build cannot execute

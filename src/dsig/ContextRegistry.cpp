@@ -83,7 +83,7 @@ void CloseContext(BaseContext* ctx) {
 void CloseAllContexts() {
     Guard guard(registryLock);
     if (contexts.empty()) return;
-    trace::traceA("CloseAllContexts", "contexts is not empty");
+    trace::TraceA("CloseAllContexts", "contexts is not empty");
     while (!contexts.empty()) CloseContext(*contexts.begin());
 }
 

@@ -55,7 +55,7 @@ DocContext::~DocContext() {
     try {
         parser_->resetDocumentPool();
     } catch (...) {
-        trace::traceA("DocContext::~DocContext", "Unexpected error!");
+        trace::TraceA("DocContext::~DocContext", "Unexpected error!");
     }
 }
 
@@ -127,9 +127,9 @@ void DocContext::BuildSignatures() {
             sigPointers_.push_back(sig->GetSignatureStruct());
             sigContexts_.push_back(sig.release());
         } catch (const CryptXmlException& e) {
-            trace::traceA(kDecodeSigs, e.what());
+            trace::TraceA(kDecodeSigs, e.what());
             const std::wstring node = std::wstring(L"failed to load signature. Node:") + element->getTagName();
-            trace::traceW(L"DocContext::DecodeSigs", node.c_str());
+            trace::TraceW(L"DocContext::DecodeSigs", node.c_str());
             throw;
         }
     }
@@ -143,9 +143,9 @@ void DocContext::DisposeSignatures() noexcept {
         try {
             registry::CloseIfRegistered(sig);
         } catch (const std::exception& e) {
-            trace::traceA("DocContext::~DocContext", e.what());
+            trace::TraceA("DocContext::~DocContext", e.what());
         } catch (...) {
-            trace::traceA("DocContext::~DocContext", "Unexpected error!");
+            trace::TraceA("DocContext::~DocContext", "Unexpected error!");
         }
     }
     sigContexts_.clear();

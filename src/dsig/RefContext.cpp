@@ -127,7 +127,7 @@ void RefContext::LinkPointee() {
     if (ref->wszType == nullptr || std::wcscmp(ref->wszType, kManifestType) != 0) return;
     if (ref->wszUri == nullptr) errors::Raise<hr::kObjectFaulted>(kConstructor, "NULL == refStructWrap_.wszUri");
     pointeeObjContext_ = parentSigContext_->FindObjContextByRefURI(ref->wszUri);
-    if (pointeeObjContext_ == nullptr) trace::traceA(kConstructor, "pointee object could not be found.");
+    if (pointeeObjContext_ == nullptr) trace::TraceA(kConstructor, "pointee object could not be found.");
 }
 
 bool RefContext::VerifyHash() {

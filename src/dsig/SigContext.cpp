@@ -236,9 +236,9 @@ void SigContext::DisposeChildren() noexcept {
         for (RefContext* ref : refContexts_) registry::CloseIfRegistered(ref);
         for (ObjContext* obj : objContexts_) registry::CloseIfRegistered(obj);
     } catch (const std::exception& e) {
-        trace::traceA("SigContext::~SigContext", e.what());
+        trace::TraceA("SigContext::~SigContext", e.what());
     } catch (...) {
-        trace::traceA("SigContext::~SigContext", "Unexpected error!");
+        trace::TraceA("SigContext::~SigContext", "Unexpected error!");
     }
     refContexts_.clear();
     objContexts_.clear();
@@ -250,7 +250,7 @@ void SigContext::ReleaseDocuments() noexcept {
     try {
         if (ownedDocument_ != nullptr) ownedDocument_->release();
     } catch (...) {
-        trace::traceA("SigContext::~SigContext", "Unexpected error!");
+        trace::TraceA("SigContext::~SigContext", "Unexpected error!");
     }
     ownedDocument_ = nullptr;
 }
@@ -260,7 +260,7 @@ void SigContext::ReleaseSignature() noexcept {
     try {
         provider_->releaseSignature(xsecSig_);
     } catch (...) {
-        trace::traceA("SigContext::~SigContext", "Unexpected error!");
+        trace::TraceA("SigContext::~SigContext", "Unexpected error!");
     }
     xsecSig_ = nullptr;
 }

@@ -42,7 +42,7 @@ std::unique_ptr<xercesc::BinInputStream> StreamOver(const RefContext* ref) {
 // carries it is remembered (the last such one wins) while the walk goes on.
 xercesc::BinInputStream* SigContext::UriResolver::resolveURI(const XMLCh* uri) {
     if (uri == nullptr) {
-        trace::traceA("SigContext::UriResolver::resolveURI", "One or more arguments are invalid");
+        trace::TraceA("SigContext::UriResolver::resolveURI", "One or more arguments are invalid");
         return nullptr;
     }
     std::unique_ptr<xercesc::BinInputStream> remembered;

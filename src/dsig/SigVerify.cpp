@@ -33,7 +33,7 @@ bool IsProvider(HCRYPTPROV prov) {
 std::unique_ptr<XSECCryptoKey> KeyObjectFor(ALG_ID algId, HCRYPTPROV prov, HCRYPTKEY key) {
     if (const keys::KeyFamily* family = keyFamilies::ForAlgId(algId)) return family->WrapKey(prov, key);
     // Keep the text as published: it names only two of the three classes accepted.
-    trace::traceA(kVerify, "unsupported type of the key. Supported types: ALG_TYPE_RSA(0x400), ALG_TYPE_GR3410(0xE00)");
+    trace::TraceA(kVerify, "unsupported type of the key. Supported types: ALG_TYPE_RSA(0x400), ALG_TYPE_GR3410(0xE00)");
     errors::Raise<hr::kInvalidOperation>(kVerify);
 }
 

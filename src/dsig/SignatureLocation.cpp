@@ -70,9 +70,9 @@ xc::DOMElement* EvaluateXPath(xc::DOMDocument* document, const std::wstring& exp
                                                                                     : nullptr;
     } catch (const xc::DOMXPathException& e) {
         // An expression Xerces' XPath cannot take names no element.
-        trace::traceA(kFunction, textConvert::ToAnsiOrNull(e.getMessage()).c_str());
+        trace::TraceA(kFunction, textConvert::ToAnsiOrNull(e.getMessage()).c_str());
     } catch (const xc::DOMException& e) {
-        trace::traceA(kFunction, textConvert::ToAnsiOrNull(e.getMessage()).c_str());
+        trace::TraceA(kFunction, textConvert::ToAnsiOrNull(e.getMessage()).c_str());
     }
     return nullptr;
 }

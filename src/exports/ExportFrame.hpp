@@ -12,7 +12,7 @@ constexpr char kUnexpected[] = "Unexpected error!";
 
 // One trace line "<export>. <text>", then the code the export answers with.
 inline HRESULT Report(const char* exportName, const char* text, HRESULT code) noexcept {
-    trace::traceA(exportName, text);
+    trace::TraceA(exportName, text);
     return code;
 }
 

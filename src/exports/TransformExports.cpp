@@ -8,7 +8,7 @@ extern "C" HRESULT WINAPI CryptXmlGetTransforms(const CRYPT_XML_TRANSFORM_CHAIN_
         return redirect::Forward<decltype(&CryptXmlGetTransforms)>(redirect::kGetTransforms, ppConfig);
     }
     if (ppConfig == nullptr) {
-        trace::traceA("CryptXmlGetTransforms", "NULL == ppConfig");
+        trace::TraceA("CryptXmlGetTransforms", "NULL == ppConfig");
         return E_INVALIDARG;
     }
     *ppConfig = transforms::GetConfig();

@@ -70,7 +70,7 @@ HRESULT ImportCertificateKey(PCCERT_CONTEXT cert, keys::ImportedKey& out) {
     const CERT_PUBLIC_KEY_INFO& info = cert->pCertInfo->SubjectPublicKeyInfo;
     const keys::KeyFamily* family = keyFamilies::ForCertificateOid(info.Algorithm.pszObjId);
     if (family == nullptr) {
-        trace::traceA(kFunction, "the certificate's key algorithm is not supported.");
+        trace::TraceA(kFunction, "the certificate's key algorithm is not supported.");
         return CRYPT_XML_E_ALGORITHM;
     }
     try {

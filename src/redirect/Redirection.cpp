@@ -52,12 +52,12 @@ HRESULT EnsureMsCryptXmlLoaded() noexcept {
     if (systemModule != nullptr) return S_OK;
     systemModule = ::LoadLibraryA("CryptXml.dll");
     if (systemModule == nullptr) {
-        trace::traceA(kEnsureLoaded, "failed to load CryptXml.dll");
+        trace::TraceA(kEnsureLoaded, "failed to load CryptXml.dll");
         return E_FAIL;
     }
     if (!LookUpEntryPoints(systemModule)) {
         // Reported once: the module stays set, so later calls answer S_OK at once.
-        trace::traceA(kEnsureLoaded, "At least one CryptXml-function could not be found in the loaded CryptXml.dll.");
+        trace::TraceA(kEnsureLoaded, "At least one CryptXml-function could not be found in the loaded CryptXml.dll.");
         return E_FAIL;
     }
     return S_OK;
@@ -91,7 +91,7 @@ FARPROC EntryPoint(Entry entry) noexcept {
 }
 
 void ReportMissing(Entry entry) noexcept {
-    trace::traceA(NameOf(entry), "the loaded CryptXml.dll has no such function.");
+    trace::TraceA(NameOf(entry), "the loaded CryptXml.dll has no such function.");
 }
 
 }  // namespace redirect

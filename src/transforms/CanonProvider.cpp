@@ -18,11 +18,11 @@ constexpr char kNotLive[] = "tc is not a live transform state.";
 HRESULT CALLBACK CanonReadProc(void* pvCallbackState, BYTE* pbData, ULONG cbData, ULONG* pcbRead) {
     static const char* const kFunction = "CanonReadProc";
     if (pvCallbackState == nullptr) {
-        trace::traceA(kFunction, "NULL == tc");
+        trace::TraceA(kFunction, "NULL == tc");
         return E_INVALIDARG;
     }
     if (pcbRead == nullptr || (pbData == nullptr && cbData != 0)) {
-        trace::traceA(kFunction, "NULL == pcbRead || NULL == pbData");
+        trace::TraceA(kFunction, "NULL == pcbRead || NULL == pbData");
         return E_POINTER;
     }
     *pcbRead = 0;
@@ -36,7 +36,7 @@ HRESULT CALLBACK CanonReadProc(void* pvCallbackState, BYTE* pbData, ULONG cbData
         }
     });
     if (!live) {
-        trace::traceA(kFunction, kNotLive);
+        trace::TraceA(kFunction, kNotLive);
         return E_INVALIDARG;
     }
     return result;
@@ -45,12 +45,12 @@ HRESULT CALLBACK CanonReadProc(void* pvCallbackState, BYTE* pbData, ULONG cbData
 HRESULT CALLBACK CanonCloseProc(void* pvCallbackState) {
     static const char* const kFunction = "CanonCloseProc";
     if (pvCallbackState == nullptr) {
-        trace::traceA(kFunction, "NULL == tc");
+        trace::TraceA(kFunction, "NULL == tc");
         return E_INVALIDARG;
     }
     // The chain goes before the parser that owns its document: the members' order.
     if (!liveProviders::Release(pvCallbackState)) {
-        trace::traceA(kFunction, kNotLive);
+        trace::TraceA(kFunction, kNotLive);
         return E_INVALIDARG;
     }
     return S_OK;

@@ -109,7 +109,7 @@ HRESULT Build(const CRYPT_XML_ALGORITHM* pTransform, CRYPT_XML_DATA_PROVIDER* pP
     try {
         AppendByUri(pTransform->wszAlgorithm, doc, first, *chain);
     } catch (const Unsupported&) {
-        trace::traceA(kCreateTransform, "Unsupported Transform.");
+        trace::TraceA(kCreateTransform, "Unsupported Transform.");
         return CRYPT_XML_E_TRANSFORM;
     }
     auto state = std::make_unique<TransformContext>(parser.release(), chain.release());

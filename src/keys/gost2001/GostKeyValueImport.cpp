@@ -39,8 +39,8 @@ crypto::ProvHandle AcquireGostProvider() {
     if (firstError != static_cast<DWORD>(NTE_KEYSET_NOT_DEF)) {
         RaiseProviderFailure("CryptAcquireContext(KRM_PROV_TYPE,CRYPT_VERIFYCONTEXT) returns 0x%x", firstError);
     }
-    trace::traceA(kRoutine, "CryptAcquireContext() returns NTE_KEYSET_NOT_DEF on (KRM_PROV_TYPE, CRYPT_VERIFYCONTEXT)");
-    trace::traceA(kRoutine, "Try to call CryptAcquireContext() with (CPRO_PROV_TYPE, CRYPT_VERIFYCONTEXT)");
+    trace::TraceA(kRoutine, "CryptAcquireContext() returns NTE_KEYSET_NOT_DEF on (KRM_PROV_TYPE, CRYPT_VERIFYCONTEXT)");
+    trace::TraceA(kRoutine, "Try to call CryptAcquireContext() with (CPRO_PROV_TYPE, CRYPT_VERIFYCONTEXT)");
     if (CryptAcquireContextW(prov.put(), nullptr, nullptr, ids::kProvGost2001, CRYPT_VERIFYCONTEXT)) return prov;
     RaiseProviderFailure("CryptAcquireContext(CPRO_PROV_TYPE,CRYPT_VERIFYCONTEXT) returns 0x%x", firstError);
 }

@@ -191,7 +191,7 @@ TEST(ExportFrame, AnythingElseGivesEUnexpected) {
 
 TEST(ExportFrame, SuccessPassesTheBodyResultAndTracesNothing) {
     TraceOn on;
-    trace::traceLine(L"marker");
+    trace::TraceLine(L"marker");
     const std::wstring before = LastLine();
     EXPECT_EQ(S_OK, frame::Run("X", []() -> HRESULT { return S_OK; }));
     EXPECT_EQ(S_FALSE, frame::Run("X", []() -> HRESULT { return S_FALSE; }));
@@ -200,7 +200,7 @@ TEST(ExportFrame, SuccessPassesTheBodyResultAndTracesNothing) {
 
 TEST(ExportFrame, ResultIsTheSameWithTracingOff) {
     trace::Stop();
-    trace::traceLine(L"untouched");  // off: nothing is kept
+    trace::TraceLine(L"untouched");  // off: nothing is kept
     EXPECT_EQ(hr::kHandle, frame::Run("X", []() -> HRESULT { errors::Raise<hr::kHandle>("LockContext"); }));
 }
 

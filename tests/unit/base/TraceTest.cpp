@@ -23,49 +23,49 @@ TEST(Trace, StartAndStopAreNotCounted) {
 
 TEST(Trace, LineHasPrefixThreadNumberTextAndLineFeed) {
     TraceOn on;
-    trace::traceLine(L"hello");
+    trace::TraceLine(L"hello");
     EXPECT_EQ(ExpectedLine(L"hello"), LastLine());
 }
 
 TEST(Trace, OffWritesNothing) {
     {
         TraceOn on;
-        trace::traceLine(L"kept");
+        trace::TraceLine(L"kept");
     }
-    trace::traceLine(L"dropped");
-    trace::traceA("dropped");
-    trace::traceA("F", "dropped");
-    trace::traceW(L"F", L"dropped");
+    trace::TraceLine(L"dropped");
+    trace::TraceA("dropped");
+    trace::TraceA("F", "dropped");
+    trace::TraceW(L"F", L"dropped");
     EXPECT_EQ(ExpectedLine(L"kept"), LastLine());
 }
 
 TEST(Trace, TwoPartEntriesJoinWithDotBlank) {
     TraceOn on;
-    trace::traceW(L"SigContext::Verify", L"wide text");
+    trace::TraceW(L"SigContext::Verify", L"wide text");
     EXPECT_EQ(ExpectedLine(L"SigContext::Verify. wide text"), LastLine());
-    trace::traceA("CloseAllContexts", "contexts is not empty");
+    trace::TraceA("CloseAllContexts", "contexts is not empty");
     EXPECT_EQ(ExpectedLine(L"CloseAllContexts. contexts is not empty"), LastLine());
-    trace::traceA("narrow single");
+    trace::TraceA("narrow single");
     EXPECT_EQ(ExpectedLine(L"narrow single"), LastLine());
 }
 
 TEST(Trace, NullPartsWriteNothingAndKeepTheLastLine) {
     TraceOn on;
-    trace::traceLine(L"before");
+    trace::TraceLine(L"before");
     const std::wstring before = LastLine();
-    trace::traceW(nullptr, L"text");
-    trace::traceW(L"F", nullptr);
-    trace::traceA(nullptr, "text");
-    trace::traceA("F", nullptr);
-    trace::traceA(static_cast<const char*>(nullptr));
-    trace::traceLine(nullptr);
+    trace::TraceW(nullptr, L"text");
+    trace::TraceW(L"F", nullptr);
+    trace::TraceA(nullptr, "text");
+    trace::TraceA("F", nullptr);
+    trace::TraceA(static_cast<const char*>(nullptr));
+    trace::TraceLine(nullptr);
     EXPECT_EQ(before, LastLine());
 }
 
 TEST(Trace, LongTextIsCutAtTheBufferEnd) {
     TraceOn on;
     const std::wstring longText(10000, L'x');
-    trace::traceLine(longText.c_str());
+    trace::TraceLine(longText.c_str());
     const std::wstring line = LastLine();
     // 4097 characters: the head and as much of the text as fits; the line feed is lost.
     const std::wstring expected = ExpectedLine(longText).substr(0, trace::kLineCapacity - 1);
@@ -76,14 +76,14 @@ TEST(Trace, LongTextIsCutAtTheBufferEnd) {
 TEST(Trace, LongNarrowTextIsCutAndStillTraced) {
     TraceOn on;
     const std::string longText(6000, 'y');
-    trace::traceA(longText.c_str());
+    trace::TraceA(longText.c_str());
     const std::wstring line = LastLine();
     // The conversion keeps 4095 characters; the line then cuts at 4097 like any other.
     const std::wstring expected =
         ExpectedLine(std::wstring(trace::kPartCapacity - 1, L'y')).substr(0, trace::kLineCapacity - 1);
     EXPECT_EQ(expected.size(), line.size());
     EXPECT_TRUE(expected == line);
-    trace::traceA(std::string(100, 'z').c_str());  // a short one after it is whole again
+    trace::TraceA(std::string(100, 'z').c_str());  // a short one after it is whole again
     EXPECT_EQ(ExpectedLine(std::wstring(100, L'z')), LastLine());
 }
 
@@ -97,7 +97,7 @@ TEST(Trace, CopyChecksThePointerBeforeTheSize) {
 
 TEST(Trace, CopyIntoATooShortBufferFailsAndEmptiesIt) {
     TraceOn on;
-    trace::traceLine(L"0123456789");
+    trace::TraceLine(L"0123456789");
     wchar_t small[8];
     std::fill(std::begin(small), std::end(small), L'q');
     EXPECT_EQ(hr::kInvalidArg, trace::CopyLastLine(small, 8));

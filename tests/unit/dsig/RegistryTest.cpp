@@ -140,7 +140,7 @@ TEST_F(Registry, LockAsBaseAcceptsEveryKind) {
 
 TEST_F(Registry, CloseAllOnAnEmptyRegistryWritesNoTraceLine) {
     TraceOn on;
-    trace::traceLine(L"marker");
+    trace::TraceLine(L"marker");
     registry::CloseAllContexts();
     EXPECT_EQ(ExpectedLine(L"marker"), LastLine());
 }

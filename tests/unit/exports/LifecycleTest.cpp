@@ -82,7 +82,7 @@ TEST(Lifecycle, AlgCanBeUsedBeforeAnyOpenHasNoProvider) {
 
 TEST(Lifecycle, CleanupBeforeAnyOpenClosesAndStopsNothing) {
     TraceOn on;
-    trace::traceLine(L"marker");
+    trace::TraceLine(L"marker");
     CryptXmlCleanup();
     EXPECT_FALSE(XercesUp());
     EXPECT_FALSE(XsecUp());
@@ -134,7 +134,7 @@ TEST(Lifecycle, CleanupClosesEveryContextThenStopsTheStack) {
 
 TEST(Lifecycle, SecondCleanupDoesNothing) {
     TraceOn on;
-    trace::traceLine(L"after first cleanup");
+    trace::TraceLine(L"after first cleanup");
     CryptXmlCleanup();
     EXPECT_FALSE(XercesUp());
     EXPECT_FALSE(XsecUp());
