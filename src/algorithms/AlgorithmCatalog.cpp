@@ -35,15 +35,30 @@ constexpr ProviderLink kGost2001Sig{kHashGost, kGost2001};
 void* Extra(const ProviderLink& link) { return const_cast<ProviderLink*>(&link); }
 
 CRYPT_XML_ALGORITHM_INFO Digest(const wchar_t* uri, const wchar_t* name, const ProviderLink& link) {
-    return {sizeof(CRYPT_XML_ALGORITHM_INFO), const_cast<wchar_t*>(uri), const_cast<wchar_t*>(name),
-            CRYPT_XML_GROUP_ID_HASH, const_cast<wchar_t*>(name), nullptr, 0, 0, nullptr, Extra(link)};
+    return {sizeof(CRYPT_XML_ALGORITHM_INFO),
+            const_cast<wchar_t*>(uri),
+            const_cast<wchar_t*>(name),
+            CRYPT_XML_GROUP_ID_HASH,
+            const_cast<wchar_t*>(name),
+            nullptr,
+            0,
+            0,
+            nullptr,
+            Extra(link)};
 }
 
 CRYPT_XML_ALGORITHM_INFO Signature(const wchar_t* uri, const wchar_t* name, const wchar_t* cngHash,
                                    const wchar_t* cngKey, const ProviderLink& link) {
-    return {sizeof(CRYPT_XML_ALGORITHM_INFO), const_cast<wchar_t*>(uri), const_cast<wchar_t*>(name),
-            CRYPT_XML_GROUP_ID_SIGN, const_cast<wchar_t*>(cngHash), const_cast<wchar_t*>(cngKey), 0, 0,
-            nullptr, Extra(link)};
+    return {sizeof(CRYPT_XML_ALGORITHM_INFO),
+            const_cast<wchar_t*>(uri),
+            const_cast<wchar_t*>(name),
+            CRYPT_XML_GROUP_ID_SIGN,
+            const_cast<wchar_t*>(cngHash),
+            const_cast<wchar_t*>(cngKey),
+            0,
+            0,
+            nullptr,
+            Extra(link)};
 }
 
 // GOST comes first in both lists, the W3C-style URI first among digests and the URN
@@ -67,10 +82,10 @@ const CRYPT_XML_ALGORITHM_INFO kSignatures[] = {
     Signature(L"http://www.w3.org/2001/04/xmldsig-more#rsa-sha384", L"RSA-SHA384", L"SHA384", L"RSA", kRsaSha384),
     Signature(L"http://www.w3.org/2001/04/xmldsig-more#rsa-sha256", L"RSA-SHA256", L"SHA256", L"RSA", kRsaSha256),
     Signature(L"http://www.w3.org/2000/09/xmldsig#rsa-sha1", L"RSA-SHA1", L"SHA1", L"RSA", kRsaSha1),
-    Signature(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411",
-              L"GOST R 34.10/34.11-2001", L"GOST R 34.11-94", L"GOST R 34.10-2001", kGost2001Sig),
-    Signature(L"http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411",
-              L"GOST R 34.10/34.11-2001", L"GOST R 34.11-94", L"GOST R 34.10-2001", kGost2001Sig),
+    Signature(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411", L"GOST R 34.10/34.11-2001",
+              L"GOST R 34.11-94", L"GOST R 34.10-2001", kGost2001Sig),
+    Signature(L"http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411", L"GOST R 34.10/34.11-2001",
+              L"GOST R 34.11-94", L"GOST R 34.10-2001", kGost2001Sig),
 };
 
 bool Empty(const wchar_t* s) { return s == nullptr || *s == L'\0'; }
@@ -90,8 +105,7 @@ const CRYPT_XML_ALGORITHM_INFO* FirstInBoth(Match&& match) {
 }
 
 template <size_t N>
-void Enumerate(const CRYPT_XML_ALGORITHM_INFO (&list)[N], void* pvArg,
-               PFN_CRYPT_XML_ENUM_ALG_INFO pfnEnumAlgInfo) {
+void Enumerate(const CRYPT_XML_ALGORITHM_INFO (&list)[N], void* pvArg, PFN_CRYPT_XML_ENUM_ALG_INFO pfnEnumAlgInfo) {
     for (const CRYPT_XML_ALGORITHM_INFO& entry : list) {
         if (!pfnEnumAlgInfo(&entry, pvArg)) return;
     }
@@ -104,7 +118,8 @@ const ProviderLink& LinkOf(const CRYPT_XML_ALGORITHM_INFO& entry) {
 }
 
 const keys::KeyFamily* FamilyOf(const CRYPT_XML_ALGORITHM_INFO& entry) noexcept {
-    return entry.dwGroupId == CRYPT_XML_GROUP_ID_SIGN ? keyFamilies::ForSignatureFamily(LinkOf(entry).sigFamily) : nullptr;
+    return entry.dwGroupId == CRYPT_XML_GROUP_ID_SIGN ? keyFamilies::ForSignatureFamily(LinkOf(entry).sigFamily)
+                                                      : nullptr;
 }
 
 const CRYPT_XML_ALGORITHM_INFO* FindAlgInfoByURI(const wchar_t* uri) {

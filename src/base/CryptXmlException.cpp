@@ -14,13 +14,11 @@ CryptXmlException::CryptXmlException(const char* functionName, HRESULT code) : h
     Compose(functionName, errorText::Narrow(code));
 }
 
-CryptXmlException::CryptXmlException(const char* functionName, const char* description)
-    : hr_(hr::kFail) {
+CryptXmlException::CryptXmlException(const char* functionName, const char* description) : hr_(hr::kFail) {
     Compose(functionName, description);
 }
 
-CryptXmlException::CryptXmlException(const wchar_t* functionName, const wchar_t* description)
-    : hr_(hr::kFail) {
+CryptXmlException::CryptXmlException(const wchar_t* functionName, const wchar_t* description) : hr_(hr::kFail) {
     Compose(functionName, description);
 }
 

@@ -37,10 +37,8 @@ private:
 template <HRESULT Code>
 class CryptXmlTemplateException : public CryptXmlException {
 public:
-    explicit CryptXmlTemplateException(const char* functionName)
-        : CryptXmlException(functionName, Code) {}
-    explicit CryptXmlTemplateException(const wchar_t* functionName)
-        : CryptXmlException(functionName, Code) {}
+    explicit CryptXmlTemplateException(const char* functionName) : CryptXmlException(functionName, Code) {}
+    explicit CryptXmlTemplateException(const wchar_t* functionName) : CryptXmlException(functionName, Code) {}
 };
 
 namespace hr {

@@ -31,8 +31,7 @@ constexpr Entry kTable[] = {
     {hr::kInvalidFormat,
      TEXT_PAIR("The input data was not in the expected format or did not have the expected value.")},
     {hr::kObjectFaulted, TEXT_PAIR("Current state of the object is invalid.")},
-    {hr::kInvalidOperation,
-     TEXT_PAIR("The operation is not allowed due to the current state of the object.")},
+    {hr::kInvalidOperation, TEXT_PAIR("The operation is not allowed due to the current state of the object.")},
 };
 
 #undef TEXT_PAIR

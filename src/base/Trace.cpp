@@ -92,8 +92,7 @@ void TraceA(const char* text) noexcept {
     std::lock_guard<RecursiveLock> guard(traceLock);
     // Text longer than the buffer is cut: convert at most what fits, then terminate.
     const size_t length = ::strnlen(text, kPartCapacity - 1);
-    const int converted = ::MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text,
-                                                static_cast<int>(length), convertBuffer,
+    const int converted = ::MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text, static_cast<int>(length), convertBuffer,
                                                 static_cast<int>(kPartCapacity - 1));
     convertBuffer[converted > 0 ? converted : 0] = 0;
     TraceLine(convertBuffer);

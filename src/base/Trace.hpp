@@ -6,8 +6,8 @@
 // never throws; buffers are static so that even an out-of-memory failure is traced.
 namespace trace {
 
-constexpr size_t kLineCapacity = 4098;   // the kept line, terminator included
-constexpr size_t kPartCapacity = 4096;   // the two-part and conversion buffers
+constexpr size_t kLineCapacity = 4098;  // the kept line, terminator included
+constexpr size_t kPartCapacity = 4096;  // the two-part and conversion buffers
 
 bool IsOn() noexcept;
 void Start() noexcept;

@@ -22,7 +22,8 @@ constexpr char kUnexpected[] = "Unexpected error!";
 // The traced function names are short ASCII literals; no allocation while reporting.
 std::array<wchar_t, 64> WideName(const char* function) noexcept {
     std::array<wchar_t, 64> wide{};
-    for (size_t i = 0; i + 1 < wide.size() && function[i] != '\0'; ++i) wide[i] = static_cast<unsigned char>(function[i]);
+    for (size_t i = 0; i + 1 < wide.size() && function[i] != '\0'; ++i)
+        wide[i] = static_cast<unsigned char>(function[i]);
     return wide;
 }
 
@@ -60,10 +61,8 @@ void Rethrow(const wchar_t* function) {
             case XSECException::UnsupportedFunction:  // XPath, XSLT, node-set c14n: no Xalan here
                 errors::Raise<hr::kTransform>(name.c_str(), message.c_str());
             case XSECException::UnknownCanonicalization:
-            case XSECException::UnknownSignatureAlgorithm:
-                errors::Raise<hr::kAlgorithm>(name.c_str(), message.c_str());
-            default:
-                throw CryptXmlException(function, e.getMsg());
+            case XSECException::UnknownSignatureAlgorithm: errors::Raise<hr::kAlgorithm>(name.c_str(), message.c_str());
+            default: throw CryptXmlException(function, e.getMsg());
         }
     } catch (const XSECCryptoException& e) {
         throw CryptXmlException(textConvert::ToAnsi(function).c_str(), CryptoMessage(e));
@@ -135,10 +134,8 @@ HRESULT ReportVerification(const char* function, DWORD& extraError) {
             case XSECException::UnsupportedFunction:  // a transform this build cannot execute
                 extraError = CRYPT_XML_STATUS_ERROR_NOT_SUPPORTED_TRANSFORM;
                 return CRYPT_XML_E_TRANSFORM;
-            case XSECException::AlgorithmMapperError:
-                return CRYPT_XML_E_ALGORITHM;
-            default:
-                return CRYPT_XML_E_VERIFY_FAILED;
+            case XSECException::AlgorithmMapperError: return CRYPT_XML_E_ALGORITHM;
+            default: return CRYPT_XML_E_VERIFY_FAILED;
         }
     }
 }

@@ -6,8 +6,7 @@ namespace crypto {
 
 Bytes ExportPublicKeyBlob(HCRYPTKEY key, XSECCryptoException::XSECCryptoExceptionType type) {
     DWORD len = 0;
-    if (!CryptExportKey(key, 0, PUBLICKEYBLOB, 0, nullptr, &len))
-        ThrowLastError(type, "CryptExportKey(PUBLICKEYBLOB)");
+    if (!CryptExportKey(key, 0, PUBLICKEYBLOB, 0, nullptr, &len)) ThrowLastError(type, "CryptExportKey(PUBLICKEYBLOB)");
     Bytes blob(len);
     if (!CryptExportKey(key, 0, PUBLICKEYBLOB, 0, blob.data(), &len))
         ThrowLastError(type, "CryptExportKey(PUBLICKEYBLOB)");
@@ -15,8 +14,7 @@ Bytes ExportPublicKeyBlob(HCRYPTKEY key, XSECCryptoException::XSECCryptoExceptio
     return blob;
 }
 
-KeyHandle ImportPublicKeyBlob(HCRYPTPROV prov, const Bytes& blob,
-                              XSECCryptoException::XSECCryptoExceptionType type) {
+KeyHandle ImportPublicKeyBlob(HCRYPTPROV prov, const Bytes& blob, XSECCryptoException::XSECCryptoExceptionType type) {
     KeyHandle key;
     if (!CryptImportKey(prov, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, key.put()))
         ThrowLastError(type, "CryptImportKey(PUBLICKEYBLOB)");
@@ -37,8 +35,8 @@ KeyHandle DuplicateKey(HCRYPTKEY key, XSECCryptoException::XSECCryptoExceptionTy
     return copy;
 }
 
-HashHandle HashWithValue(HCRYPTPROV prov, ALG_ID algId, const unsigned char* hash,
-                         unsigned int hashLen, XSECCryptoException::XSECCryptoExceptionType type) {
+HashHandle HashWithValue(HCRYPTPROV prov, ALG_ID algId, const unsigned char* hash, unsigned int hashLen,
+                         XSECCryptoException::XSECCryptoExceptionType type) {
     HashHandle h;
     if (!CryptCreateHash(prov, algId, 0, 0, h.put())) {
         DWORD err = GetLastError();
@@ -54,8 +52,7 @@ HashHandle HashWithValue(HCRYPTPROV prov, ALG_ID algId, const unsigned char* has
         ThrowLastError(type, "CryptGetHashParam(HP_HASHSIZE)");
     if (hash == nullptr || size != hashLen)
         throw XSECCryptoException(type, "WinCAPI: hash length does not match the hash algorithm");
-    if (!CryptSetHashParam(h.get(), HP_HASHVAL, hash, 0))
-        ThrowLastError(type, "CryptSetHashParam(HP_HASHVAL)");
+    if (!CryptSetHashParam(h.get(), HP_HASHVAL, hash, 0)) ThrowLastError(type, "CryptSetHashParam(HP_HASHVAL)");
     // Some CSPs (Wine's dssenh) keep the hash open after HP_HASHVAL is set and finish it over
     // the (empty) data when signing, replacing the value. Read the value back; if it changed,
     // finish a fresh hash first and set the value afterwards.
@@ -68,21 +65,18 @@ HashHandle HashWithValue(HCRYPTPROV prov, ALG_ID algId, const unsigned char* has
     checkLen = sizeof check;
     if (!CryptGetHashParam(h.get(), HP_HASHVAL, check, &checkLen, 0))
         ThrowLastError(type, "CryptGetHashParam(HP_HASHVAL)");
-    if (!CryptSetHashParam(h.get(), HP_HASHVAL, hash, 0))
-        ThrowLastError(type, "CryptSetHashParam(HP_HASHVAL)");
+    if (!CryptSetHashParam(h.get(), HP_HASHVAL, hash, 0)) ThrowLastError(type, "CryptSetHashParam(HP_HASHVAL)");
     return h;
 }
 
-Bytes SignHashValue(HCRYPTPROV prov, DWORD keySpec, ALG_ID algId, const unsigned char* hash,
-                    unsigned int hashLen, XSECCryptoException::XSECCryptoExceptionType type) {
+Bytes SignHashValue(HCRYPTPROV prov, DWORD keySpec, ALG_ID algId, const unsigned char* hash, unsigned int hashLen,
+                    XSECCryptoException::XSECCryptoExceptionType type) {
     HashHandle h = HashWithValue(prov, algId, hash, hashLen, type);
     if (!h) ThrowLastError(type, "CryptCreateHash");
     DWORD len = 0;
-    if (!CryptSignHashW(h.get(), keySpec, nullptr, 0, nullptr, &len))
-        ThrowLastError(type, "CryptSignHash");
+    if (!CryptSignHashW(h.get(), keySpec, nullptr, 0, nullptr, &len)) ThrowLastError(type, "CryptSignHash");
     Bytes sig(len);
-    if (!CryptSignHashW(h.get(), keySpec, nullptr, 0, sig.data(), &len))
-        ThrowLastError(type, "CryptSignHash");
+    if (!CryptSignHashW(h.get(), keySpec, nullptr, 0, sig.data(), &len)) ThrowLastError(type, "CryptSignHash");
     sig.resize(len);
     return sig;
 }
@@ -91,30 +85,27 @@ namespace {
 
 bool VerifyWith(HCRYPTHASH h, HCRYPTKEY key, const Bytes& signatureLE,
                 XSECCryptoException::XSECCryptoExceptionType type) {
-    if (CryptVerifySignatureW(h, signatureLE.data(), static_cast<DWORD>(signatureLE.size()), key,
-                              nullptr, 0))
+    if (CryptVerifySignatureW(h, signatureLE.data(), static_cast<DWORD>(signatureLE.size()), key, nullptr, 0))
         return true;
     // A refused signature is "not valid", whatever code the CSP gives (Wine's dssenh leaves
     // an unrelated one); only errors about the handles themselves are failures.
     DWORD err = GetLastError();
     switch (err) {
-    case static_cast<DWORD>(NTE_BAD_KEY):
-    case static_cast<DWORD>(NTE_NO_KEY):
-    case static_cast<DWORD>(NTE_BAD_HASH):
-    case static_cast<DWORD>(NTE_BAD_UID):
-    case static_cast<DWORD>(NTE_BAD_ALGID):
-    case static_cast<DWORD>(NTE_BAD_FLAGS):
-    case ERROR_INVALID_HANDLE:
-        ThrowError(type, "CryptVerifySignature", err);
-    default:
-        return false;
+        case static_cast<DWORD>(NTE_BAD_KEY):
+        case static_cast<DWORD>(NTE_NO_KEY):
+        case static_cast<DWORD>(NTE_BAD_HASH):
+        case static_cast<DWORD>(NTE_BAD_UID):
+        case static_cast<DWORD>(NTE_BAD_ALGID):
+        case static_cast<DWORD>(NTE_BAD_FLAGS):
+        case ERROR_INVALID_HANDLE: ThrowError(type, "CryptVerifySignature", err);
+        default: return false;
     }
 }
 
 }  // namespace
 
-bool VerifyHashValue(HCRYPTPROV prov, HCRYPTKEY key, ALG_ID algId, const unsigned char* hash,
-                     unsigned int hashLen, const Bytes& signatureLE, DWORD fallbackProvType,
+bool VerifyHashValue(HCRYPTPROV prov, HCRYPTKEY key, ALG_ID algId, const unsigned char* hash, unsigned int hashLen,
+                     const Bytes& signatureLE, DWORD fallbackProvType,
                      XSECCryptoException::XSECCryptoExceptionType type) {
     HashHandle h = HashWithValue(prov, algId, hash, hashLen, type);
     if (h) return VerifyWith(h.get(), key, signatureLE, type);

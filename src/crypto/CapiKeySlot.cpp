@@ -6,8 +6,7 @@
 
 namespace crypto {
 
-CapiKeySlot CapiKeySlot::Container(HCRYPTPROV prov, DWORD keySpec, bool isPrivate, const char* kind,
-                                   ErrorType type) {
+CapiKeySlot CapiKeySlot::Container(HCRYPTPROV prov, DWORD keySpec, bool isPrivate, const char* kind, ErrorType type) {
     CapiKeySlot slot(prov, kind, type);
     slot.keySpec_ = keySpec;
     slot.isPrivate_ = isPrivate;

@@ -14,8 +14,7 @@ public:
     using ErrorType = XSECCryptoException::XSECCryptoExceptionType;
 
     // kind names the key in messages ("RSA", "DSA"); errors throw XSECCryptoException(type).
-    static CapiKeySlot Container(HCRYPTPROV prov, DWORD keySpec, bool isPrivate, const char* kind,
-                                 ErrorType type);
+    static CapiKeySlot Container(HCRYPTPROV prov, DWORD keySpec, bool isPrivate, const char* kind, ErrorType type);
     static CapiKeySlot Duplicate(HCRYPTPROV prov, HCRYPTKEY key, const char* kind, ErrorType type);
     static CapiKeySlot Empty(HCRYPTPROV prov, const char* kind, ErrorType type);
 

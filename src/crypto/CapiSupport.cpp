@@ -9,8 +9,7 @@ namespace crypto {
 
 void ThrowError(XSECCryptoException::XSECCryptoExceptionType type, const char* what, DWORD code) {
     char msg[256];
-    std::snprintf(msg, sizeof msg, "WinCAPI: %s failed, error 0x%08lx", what,
-                  static_cast<unsigned long>(code));
+    std::snprintf(msg, sizeof msg, "WinCAPI: %s failed, error 0x%08lx", what, static_cast<unsigned long>(code));
     throw XSECCryptoException(type, msg);
 }
 
@@ -32,8 +31,7 @@ Bytes DecodeBase64(const char* b64, unsigned int len) {
 }
 
 std::string EncodeBase64(const unsigned char* data, size_t len) {
-    static const char kAlphabet[] =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    static const char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string out;
     out.reserve((len + 2) / 3 * 4);
     size_t i = 0;
@@ -76,8 +74,8 @@ Bytes Reversed(const unsigned char* data, size_t len) {
                  std::reverse_iterator<const unsigned char*>(data));
 }
 
-Bytes ToLittleEndian(const Bytes& bigEndian, size_t width,
-                     XSECCryptoException::XSECCryptoExceptionType type, const char* what) {
+Bytes ToLittleEndian(const Bytes& bigEndian, size_t width, XSECCryptoException::XSECCryptoExceptionType type,
+                     const char* what) {
     Bytes be = StripLeadingZeros(bigEndian);
     if (be.size() == 1 && be[0] == 0) be.clear();
     if (be.size() > width) {
@@ -102,34 +100,28 @@ unsigned int ReadHashValue(HCRYPTHASH h, unsigned char* hash, unsigned int maxLe
 
 ALG_ID HashAlgId(XSECCryptoHash::HashType type) noexcept {
     switch (static_cast<int>(type)) {
-    case XSECCryptoHash::HASH_SHA1: return CALG_SHA1;
-    case XSECCryptoHash::HASH_MD5: return CALG_MD5;
-    case XSECCryptoHash::HASH_SHA256: return CALG_SHA_256;
-    case XSECCryptoHash::HASH_SHA384: return CALG_SHA_384;
-    case XSECCryptoHash::HASH_SHA512: return CALG_SHA_512;
-    case ids::kHashGost3411: return ids::kAlgGr3411;
-    default: return 0;
+        case XSECCryptoHash::HASH_SHA1: return CALG_SHA1;
+        case XSECCryptoHash::HASH_MD5: return CALG_MD5;
+        case XSECCryptoHash::HASH_SHA256: return CALG_SHA_256;
+        case XSECCryptoHash::HASH_SHA384: return CALG_SHA_384;
+        case XSECCryptoHash::HASH_SHA512: return CALG_SHA_512;
+        case ids::kHashGost3411: return ids::kAlgGr3411;
+        default: return 0;
     }
 }
 
 unsigned int HashBlockSize(XSECCryptoHash::HashType type) noexcept {
     switch (static_cast<int>(type)) {
-    case XSECCryptoHash::HASH_SHA1:
-    case XSECCryptoHash::HASH_MD5:
-    case XSECCryptoHash::HASH_SHA256:
-        return 64;
-    case 7:
-        return 32;
-    case XSECCryptoHash::HASH_SHA384:
-    case XSECCryptoHash::HASH_SHA512:
-        return 128;
-    default:
-        return 0;
+        case XSECCryptoHash::HASH_SHA1:
+        case XSECCryptoHash::HASH_MD5:
+        case XSECCryptoHash::HASH_SHA256: return 64;
+        case 7: return 32;
+        case XSECCryptoHash::HASH_SHA384:
+        case XSECCryptoHash::HASH_SHA512: return 128;
+        default: return 0;
     }
 }
 
-const XMLCh* WinCapiProviderName() noexcept {
-    return L"WinCAPI";
-}
+const XMLCh* WinCapiProviderName() noexcept { return L"WinCAPI"; }
 
 }  // namespace crypto

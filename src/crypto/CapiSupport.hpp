@@ -20,8 +20,7 @@ constexpr XSECCryptoHash::HashType kHashGost3411 = static_cast<XSECCryptoHash::H
 // Throws XSECCryptoException(type) with "<what> failed, error 0x<GetLastError()>".
 [[noreturn]] void ThrowLastError(XSECCryptoException::XSECCryptoExceptionType type, const char* what);
 // The same with an explicit error code.
-[[noreturn]] void ThrowError(XSECCryptoException::XSECCryptoExceptionType type, const char* what,
-                             DWORD code);
+[[noreturn]] void ThrowError(XSECCryptoException::XSECCryptoExceptionType type, const char* what, DWORD code);
 
 // Base64 text (white space allowed) to bytes; throws Base64Error on bad input.
 Bytes DecodeBase64(const char* b64, unsigned int len);
@@ -37,8 +36,8 @@ Bytes StripLeadingZeros(Bytes value);
 // Little-endian bytes (as CryptoAPI stores numbers) to big-endian, and back.
 Bytes Reversed(const unsigned char* data, size_t len);
 // Big-endian `value` as exactly `width` little-endian bytes; throws `type` if it is wider.
-Bytes ToLittleEndian(const Bytes& bigEndian, size_t width,
-                     XSECCryptoException::XSECCryptoExceptionType type, const char* what);
+Bytes ToLittleEndian(const Bytes& bigEndian, size_t width, XSECCryptoException::XSECCryptoExceptionType type,
+                     const char* what);
 
 // CryptGetHashParam(HP_HASHVAL) into hash, cut to maxLength; returns the bytes written.
 // Throws MDError.

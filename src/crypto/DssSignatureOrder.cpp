@@ -35,8 +35,7 @@ bool VerifiesAs(HCRYPTPROV prov, HCRYPTKEY key, const Bytes& sig) {
 bool Probe() {
     try {
         ProvHandle prov;
-        if (!CryptAcquireContextW(prov.put(), nullptr, nullptr, PROV_DSS, CRYPT_VERIFYCONTEXT))
-            return false;
+        if (!CryptAcquireContextW(prov.put(), nullptr, nullptr, PROV_DSS, CRYPT_VERIFYCONTEXT)) return false;
         bool bigEndian = false;
         {
             WinCAPICryptoKeyDSA key(prov.get());

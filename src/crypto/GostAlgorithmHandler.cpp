@@ -66,8 +66,7 @@ bool GostAlgorithmHandler::encryptToSafeBuffer(TXFMChain*, XENCEncryptionMethod*
 }
 
 unsigned int GostAlgorithmHandler::decryptToSafeBuffer(TXFMChain*, XENCEncryptionMethod*, const XSECCryptoKey*,
-                                                       XERCES_CPP_NAMESPACE_QUALIFIER DOMDocument*,
-                                                       safeBuffer&) const {
+                                                       XERCES_CPP_NAMESPACE_QUALIFIER DOMDocument*, safeBuffer&) const {
     gostAlgorithms::Refuse("GOST algorithms do not decrypt here");
 }
 

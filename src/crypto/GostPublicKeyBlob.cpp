@@ -15,9 +15,7 @@ void PutDword(Bytes& out, DWORD v) {
     for (int i = 0; i < 4; ++i) out.push_back(static_cast<unsigned char>(v >> (8 * i)));
 }
 
-DWORD GetDword(const unsigned char* p) {
-    return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<DWORD>(p[3]) << 24);
-}
+DWORD GetDword(const unsigned char* p) { return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<DWORD>(p[3]) << 24); }
 
 void PutLength(Bytes& out, size_t length) {
     if (length < 0x80) {
@@ -196,9 +194,11 @@ Bytes Concat(std::initializer_list<Bytes> parts) {
 
 Bytes SubjectPublicKeyInfo(const GostPublicKey& key) {
     if (key.key.size() != 64) Bad("a GOST R 34.10-2001 public key has 64 bytes");
-    Bytes sets = Concat({Element(kOid, EncodeOid(key.publicKeyParamSet)), Element(kOid, EncodeOid(key.digestParamSet))});
+    Bytes sets =
+        Concat({Element(kOid, EncodeOid(key.publicKeyParamSet)), Element(kOid, EncodeOid(key.digestParamSet))});
     if (!key.encryptionParamSet.empty()) sets = Concat({sets, Element(kOid, EncodeOid(key.encryptionParamSet))});
-    const Bytes algorithm = Element(kSequence, Concat({Element(kOid, EncodeOid(ids::kOidGost2001PublicKey)), Element(kSequence, sets)}));
+    const Bytes algorithm =
+        Element(kSequence, Concat({Element(kOid, EncodeOid(ids::kOidGost2001PublicKey)), Element(kSequence, sets)}));
     Bytes bits = {0};
     const Bytes octets = Element(kOctetString, key.key);
     bits.insert(bits.end(), octets.begin(), octets.end());

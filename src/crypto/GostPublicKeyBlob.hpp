@@ -17,7 +17,7 @@ constexpr DWORD kMagic = 0x3147414D;  // "MAG1", the GOST key blob magic
 
 struct GostPublicKey {
     ALG_ID algId = kAlgGost2001;
-    std::string publicKeyParamSet;   // dotted OIDs, no "urn:oid:"
+    std::string publicKeyParamSet;  // dotted OIDs, no "urn:oid:"
     std::string digestParamSet;
     std::string encryptionParamSet;  // may be empty
     Bytes key;                       // X then Y, little-endian (64 or 128 bytes)

@@ -16,8 +16,8 @@ constexpr ALG_ID kAlgClassMask = 0x1E00;
 constexpr ALG_ID kAlgTypeGr3410 = 0x0E00;
 
 // GOST ALG_IDs.
-constexpr ALG_ID kAlgGr3411 = ALG_CLASS_HASH | ALG_TYPE_ANY | 30;                  // CALG_GR3411, 0x801E
-constexpr ALG_ID kAlgGr3410El = ALG_CLASS_SIGNATURE | kAlgTypeGr3410 | 35;         // CALG_GR3410EL, 0x2E23
+constexpr ALG_ID kAlgGr3411 = ALG_CLASS_HASH | ALG_TYPE_ANY | 30;           // CALG_GR3411, 0x801E
+constexpr ALG_ID kAlgGr3410El = ALG_CLASS_SIGNATURE | kAlgTypeGr3410 | 35;  // CALG_GR3410EL, 0x2E23
 
 // Certificate key OIDs.
 constexpr char kOidGost2001PublicKey[] = "1.2.643.2.2.19";

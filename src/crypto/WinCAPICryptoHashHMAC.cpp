@@ -17,11 +17,9 @@ WinCAPICryptoHashHMAC::WinCAPICryptoHashHMAC(HCRYPTPROV prov, HashType type)
       algId_(crypto::HashAlgId(type)),
       blockSize_(crypto::HashBlockSize(type)) {
     if (algId_ == 0 || blockSize_ == 0)
-        throw XSECCryptoException(XSECCryptoException::MDError,
-                                  "WinCAPI: HMAC hash algorithm not supported");
+        throw XSECCryptoException(XSECCryptoException::MDError, "WinCAPI: HMAC hash algorithm not supported");
     if (prov_ == 0)
-        throw XSECCryptoException(XSECCryptoException::MDError,
-                                  "WinCAPI: no provider for the HMAC hash algorithm");
+        throw XSECCryptoException(XSECCryptoException::MDError, "WinCAPI: no provider for the HMAC hash algorithm");
 }
 
 WinCAPICryptoHashHMAC::~WinCAPICryptoHashHMAC() {
@@ -33,8 +31,7 @@ WinCAPICryptoHashHMAC::~WinCAPICryptoHashHMAC() {
 
 void WinCAPICryptoHashHMAC::setKey(const XSECCryptoKey* key) {
     if (key == nullptr || key->getKeyType() != XSECCryptoKey::KEY_HMAC)
-        throw XSECCryptoException(XSECCryptoException::MDError,
-                                  "WinCAPI: non-HMAC key passed to the HMAC hash");
+        throw XSECCryptoException(XSECCryptoException::MDError, "WinCAPI: non-HMAC key passed to the HMAC hash");
     safeBuffer keyBuf;
     unsigned int keyLen = static_cast<const XSECCryptoKeyHMAC*>(key)->getKey(keyBuf);
     std::vector<unsigned char> secret(keyBuf.rawBuffer(), keyBuf.rawBuffer() + keyLen);
@@ -72,8 +69,7 @@ void WinCAPICryptoHashHMAC::setKey(const XSECCryptoKey* key) {
     SecureZeroMemory(secret.data(), secret.size());
 
     hash_.reset();
-    BOOL ok = CryptImportKey(prov_, blob.data(), static_cast<DWORD>(blob.size()), 0,
-                             CRYPT_IPSEC_HMAC_KEY, key_.put());
+    BOOL ok = CryptImportKey(prov_, blob.data(), static_cast<DWORD>(blob.size()), 0, CRYPT_IPSEC_HMAC_KEY, key_.put());
     DWORD err = GetLastError();
     SecureZeroMemory(blob.data(), blob.size());
     if (!ok) crypto::ThrowError(XSECCryptoException::MDError, "CryptImportKey(HMAC key)", err);
@@ -98,17 +94,13 @@ void WinCAPICryptoHashHMAC::reset() {
 }
 
 void WinCAPICryptoHashHMAC::hash(unsigned char* data, unsigned int length) {
-    if (!hash_)
-        throw XSECCryptoException(XSECCryptoException::MDError,
-                                  "WinCAPI: HMAC hash called before setKey");
+    if (!hash_) throw XSECCryptoException(XSECCryptoException::MDError, "WinCAPI: HMAC hash called before setKey");
     if (length == 0) return;
     if (!CryptHashData(hash_.get(), data, length, 0))
         ThrowLastError(XSECCryptoException::MDError, "CryptHashData(HMAC)");
 }
 
 unsigned int WinCAPICryptoHashHMAC::finish(unsigned char* hash, unsigned int maxLength) {
-    if (!hash_)
-        throw XSECCryptoException(XSECCryptoException::MDError,
-                                  "WinCAPI: HMAC finish called before setKey");
+    if (!hash_) throw XSECCryptoException(XSECCryptoException::MDError, "WinCAPI: HMAC finish called before setKey");
     return crypto::ReadHashValue(hash_.get(), hash, maxLength);
 }

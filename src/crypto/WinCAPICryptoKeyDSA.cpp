@@ -11,7 +11,7 @@ using namespace crypto;
 
 namespace {
 constexpr auto kErr = XSECCryptoException::DSAError;
-constexpr DWORD kDss1Magic = 0x31535344;  // "DSS1", in exported blobs
+constexpr DWORD kDss1Magic = 0x31535344;             // "DSS1", in exported blobs
 constexpr DWORD kBcryptDsaPublicMagic = 0x42505344;  // "DSPB"
 constexpr size_t kQLen = 20;
 constexpr size_t kHalf = 20;  // r and s of a 160-bit Q
@@ -38,9 +38,7 @@ WinCAPICryptoKeyDSA::WinCAPICryptoKeyDSA(HCRYPTPROV prov) : slot_(CapiKeySlot::E
 
 WinCAPICryptoKeyDSA::~WinCAPICryptoKeyDSA() = default;
 
-const XMLCh* WinCAPICryptoKeyDSA::getProviderName() const {
-    return WinCapiProviderName();
-}
+const XMLCh* WinCAPICryptoKeyDSA::getProviderName() const { return WinCapiProviderName(); }
 
 bool WinCAPICryptoKeyDSA::loaded() const {
     const PublicParts& l = loaded_;
@@ -61,9 +59,7 @@ XSECCryptoKey* WinCAPICryptoKeyDSA::clone() const {
     return copy;
 }
 
-HCRYPTKEY WinCAPICryptoKeyDSA::getKeyHandle() const {
-    return slot_.handle();
-}
+HCRYPTKEY WinCAPICryptoKeyDSA::getKeyHandle() const { return slot_.handle(); }
 
 // Loaded numbers are imported on first use: xml-security-c's KeyInfo resolver loads them and
 // never calls importKey().
@@ -72,12 +68,11 @@ HCRYPTKEY WinCAPICryptoKeyDSA::requireKey(const char* operation) const {
     return slot_.require(operation);
 }
 
-bool WinCAPICryptoKeyDSA::verifyBase64Signature(unsigned char* hashBuf, unsigned int hashLen,
-                                                char* base64Signature, unsigned int sigLen) const {
+bool WinCAPICryptoKeyDSA::verifyBase64Signature(unsigned char* hashBuf, unsigned int hashLen, char* base64Signature,
+                                                unsigned int sigLen) const {
     HCRYPTKEY key = requireKey("verification");
     Bytes sig = DecodeBase64(base64Signature, sigLen);
-    if (sig.size() != 2 * kHalf)
-        throw XSECCryptoException(kErr, "WinCAPI: DSA signature length is not 40 bytes");
+    if (sig.size() != 2 * kHalf) throw XSECCryptoException(kErr, "WinCAPI: DSA signature length is not 40 bytes");
     return VerifyHashValue(slot_.prov(), key, CALG_SHA1, hashBuf, hashLen, SwapHalves(sig), PROV_DSS, kErr);
 }
 
@@ -90,8 +85,7 @@ unsigned int WinCAPICryptoKeyDSA::signBase64Signature(unsigned char* hashBuf, un
     if (sigLE.size() != 2 * kHalf)
         throw XSECCryptoException(kErr, "WinCAPI: CryptSignHash returned a DSA signature not of 40 bytes");
     Bytes sig = SwapHalves(sigLE);
-    return CopyOut(EncodeBase64(sig.data(), sig.size()), base64SignatureBuf, base64SignatureBufLen,
-                   kErr);
+    return CopyOut(EncodeBase64(sig.data(), sig.size()), base64SignatureBuf, base64SignatureBufLen, kErr);
 }
 
 void WinCAPICryptoKeyDSA::loadPBase64BigNums(const char* b64, unsigned int len) {
@@ -108,9 +102,7 @@ void WinCAPICryptoKeyDSA::loadYBase64BigNums(const char* b64, unsigned int len) 
 }
 void WinCAPICryptoKeyDSA::loadJBase64BigNums(const char*, unsigned int) {}
 
-HCRYPTKEY WinCAPICryptoKeyDSA::importKey() {
-    return importLoaded();
-}
+HCRYPTKEY WinCAPICryptoKeyDSA::importKey() { return importLoaded(); }
 
 HCRYPTKEY WinCAPICryptoKeyDSA::importLoaded() const {
     const PublicParts& l = loaded_;

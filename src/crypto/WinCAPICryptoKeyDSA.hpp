@@ -22,8 +22,7 @@ public:
 
     bool verifyBase64Signature(unsigned char* hashBuf, unsigned int hashLen, char* base64Signature,
                                unsigned int sigLen) const override;
-    unsigned int signBase64Signature(unsigned char* hashBuf, unsigned int hashLen,
-                                     char* base64SignatureBuf,
+    unsigned int signBase64Signature(unsigned char* hashBuf, unsigned int hashLen, char* base64SignatureBuf,
                                      unsigned int base64SignatureBufLen) const override;
 
     void loadPBase64BigNums(const char* b64, unsigned int len) override;

@@ -48,8 +48,8 @@ HCRYPTKEY WinCAPICryptoKeyGOST::importKey() {
     try {
         const std::string text = textConvert::ToAnsi(pendingKey_);
         gostBlob::GostPublicKey fromInfo;
-        key.key = gostBlob::RawKey(crypto::DecodeBase64(text.c_str(), static_cast<unsigned int>(text.size())),
-                                   &fromInfo);
+        key.key =
+            gostBlob::RawKey(crypto::DecodeBase64(text.c_str(), static_cast<unsigned int>(text.size())), &fromInfo);
         if (key.publicKeyParamSet.empty()) key.publicKeyParamSet = fromInfo.publicKeyParamSet;
         if (key.digestParamSet.empty()) key.digestParamSet = fromInfo.digestParamSet;
         if (key.digestParamSet.empty()) key.digestParamSet = "1.2.643.2.2.30.1";  // the CryptoPro set
@@ -88,9 +88,7 @@ std::string WinCAPICryptoKeyGOST::getPublicKeyBase64() const {
 
 std::string WinCAPICryptoKeyGOST::getPublicKeyParamSetOID() const { return UrnOid(Exported().publicKeyParamSet); }
 std::string WinCAPICryptoKeyGOST::getDigestParamSetOID() const { return UrnOid(Exported().digestParamSet); }
-std::string WinCAPICryptoKeyGOST::getEncryptionParamSetOID() const {
-    return UrnOid(Exported().encryptionParamSet);
-}
+std::string WinCAPICryptoKeyGOST::getEncryptionParamSetOID() const { return UrnOid(Exported().encryptionParamSet); }
 
 crypto::HashHandle WinCAPICryptoKeyGOST::HashWithValue(const unsigned char* hash, unsigned int hashLen) const {
     if (hash == nullptr || hashLen != kGostHashSize) {

@@ -2,13 +2,9 @@
 
 #include "crypto/CapiSupport.hpp"
 
-WinCAPICryptoKeyHMAC::WinCAPICryptoKeyHMAC(HCRYPTPROV prov) : prov_(prov), keyBuf_("") {
-    keyBuf_.isSensitive();
-}
+WinCAPICryptoKeyHMAC::WinCAPICryptoKeyHMAC(HCRYPTPROV prov) : prov_(prov), keyBuf_("") { keyBuf_.isSensitive(); }
 
-const XMLCh* WinCAPICryptoKeyHMAC::getProviderName() const {
-    return crypto::WinCapiProviderName();
-}
+const XMLCh* WinCAPICryptoKeyHMAC::getProviderName() const { return crypto::WinCapiProviderName(); }
 
 XSECCryptoKey* WinCAPICryptoKeyHMAC::clone() const {
     auto* copy = new WinCAPICryptoKeyHMAC(prov_);

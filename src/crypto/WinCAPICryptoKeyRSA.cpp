@@ -32,13 +32,9 @@ WinCAPICryptoKeyRSA::WinCAPICryptoKeyRSA(HCRYPTPROV prov) : slot_(CapiKeySlot::E
 
 WinCAPICryptoKeyRSA::~WinCAPICryptoKeyRSA() = default;
 
-const XMLCh* WinCAPICryptoKeyRSA::getProviderName() const {
-    return WinCapiProviderName();
-}
+const XMLCh* WinCAPICryptoKeyRSA::getProviderName() const { return WinCapiProviderName(); }
 
-bool WinCAPICryptoKeyRSA::loaded() const {
-    return !modulus_.empty() && !exponent_.empty();
-}
+bool WinCAPICryptoKeyRSA::loaded() const { return !modulus_.empty() && !exponent_.empty(); }
 
 XSECCryptoKey::KeyType WinCAPICryptoKeyRSA::getKeyType() const {
     if (slot_.inContainer()) return slot_.isPrivate() ? KEY_RSA_PAIR : KEY_RSA_PUBLIC;
@@ -55,9 +51,7 @@ XSECCryptoKey* WinCAPICryptoKeyRSA::clone() const {
     return copy;
 }
 
-HCRYPTKEY WinCAPICryptoKeyRSA::getKeyHandle() const {
-    return slot_.handle();
-}
+HCRYPTKEY WinCAPICryptoKeyRSA::getKeyHandle() const { return slot_.handle(); }
 
 // Loaded numbers are imported on first use: xml-security-c's KeyInfo resolver loads them and
 // never calls importKey().
@@ -66,14 +60,10 @@ HCRYPTKEY WinCAPICryptoKeyRSA::requireKey(const char* operation) const {
     return slot_.require(operation);
 }
 
-unsigned int WinCAPICryptoKeyRSA::getLength() const {
-    return (KeyBits(requireKey("getLength"), kErr) + 7) / 8;
-}
+unsigned int WinCAPICryptoKeyRSA::getLength() const { return (KeyBits(requireKey("getLength"), kErr) + 7) / 8; }
 
-bool WinCAPICryptoKeyRSA::verifySHA1PKCS1Base64Signature(const unsigned char* hashBuf,
-                                                         unsigned int hashLen,
-                                                         const char* base64Signature,
-                                                         unsigned int sigLen,
+bool WinCAPICryptoKeyRSA::verifySHA1PKCS1Base64Signature(const unsigned char* hashBuf, unsigned int hashLen,
+                                                         const char* base64Signature, unsigned int sigLen,
                                                          XSECCryptoHash::HashType type) const {
     HCRYPTKEY key = requireKey("verification");
     ALG_ID alg = HashAlgId(type);
@@ -88,8 +78,7 @@ bool WinCAPICryptoKeyRSA::verifySHA1PKCS1Base64Signature(const unsigned char* ha
     return VerifyHashValue(slot_.prov(), key, alg, hashBuf, hashLen, sigLE, PROV_RSA_AES, kErr);
 }
 
-unsigned int WinCAPICryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* hashBuf,
-                                                               unsigned int hashLen,
+unsigned int WinCAPICryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* hashBuf, unsigned int hashLen,
                                                                char* base64SignatureBuf,
                                                                unsigned int base64SignatureBufLen,
                                                                XSECCryptoHash::HashType type) const {
@@ -102,22 +91,19 @@ unsigned int WinCAPICryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* ha
         throw XSECCryptoException(kErr, "WinCAPI: the RSA key is too short for a signature of this hash");
     Bytes sigLE = SignHashValue(slot_.prov(), slot_.keySpec(), alg, hashBuf, hashLen, kErr);
     Bytes sig = Reversed(sigLE.data(), sigLE.size());
-    return CopyOut(EncodeBase64(sig.data(), sig.size()), base64SignatureBuf, base64SignatureBufLen,
-                   kErr);
+    return CopyOut(EncodeBase64(sig.data(), sig.size()), base64SignatureBuf, base64SignatureBufLen, kErr);
 }
 
-unsigned int WinCAPICryptoKeyRSA::privateDecrypt(const unsigned char*, unsigned char*, unsigned int,
-                                                 unsigned int, PaddingType, const XMLCh*,
-                                                 const XMLCh*, unsigned char*, unsigned int) const {
-    throw XSECCryptoException(XSECCryptoException::UnsupportedError,
-                              "WinCAPI: RSA decryption is not supported");
+unsigned int WinCAPICryptoKeyRSA::privateDecrypt(const unsigned char*, unsigned char*, unsigned int, unsigned int,
+                                                 PaddingType, const XMLCh*, const XMLCh*, unsigned char*,
+                                                 unsigned int) const {
+    throw XSECCryptoException(XSECCryptoException::UnsupportedError, "WinCAPI: RSA decryption is not supported");
 }
 
-unsigned int WinCAPICryptoKeyRSA::publicEncrypt(const unsigned char*, unsigned char*, unsigned int,
-                                                unsigned int, PaddingType, const XMLCh*,
-                                                const XMLCh*, unsigned char*, unsigned int) const {
-    throw XSECCryptoException(XSECCryptoException::UnsupportedError,
-                              "WinCAPI: RSA encryption is not supported");
+unsigned int WinCAPICryptoKeyRSA::publicEncrypt(const unsigned char*, unsigned char*, unsigned int, unsigned int,
+                                                PaddingType, const XMLCh*, const XMLCh*, unsigned char*,
+                                                unsigned int) const {
+    throw XSECCryptoException(XSECCryptoException::UnsupportedError, "WinCAPI: RSA encryption is not supported");
 }
 
 void WinCAPICryptoKeyRSA::loadPublicModulusBase64BigNums(const char* b64, unsigned int len) {
@@ -128,15 +114,12 @@ void WinCAPICryptoKeyRSA::loadPublicExponentBase64BigNums(const char* b64, unsig
     exponent_ = StripLeadingZeros(DecodeBase64(b64, len));
 }
 
-HCRYPTKEY WinCAPICryptoKeyRSA::importKey() {
-    return importLoaded();
-}
+HCRYPTKEY WinCAPICryptoKeyRSA::importKey() { return importLoaded(); }
 
 HCRYPTKEY WinCAPICryptoKeyRSA::importLoaded() const {
     if (modulus_.empty() || exponent_.empty())
         throw XSECCryptoException(kErr, "WinCAPI: RSA modulus or exponent not loaded");
-    if (modulus_.size() == 1 && modulus_[0] == 0)
-        throw XSECCryptoException(kErr, "WinCAPI: RSA modulus is zero");
+    if (modulus_.size() == 1 && modulus_[0] == 0) throw XSECCryptoException(kErr, "WinCAPI: RSA modulus is zero");
     Bytes exp = ToLittleEndian(exponent_, sizeof(DWORD), kErr, "RSA exponent");
     DWORD pubexp = 0;
     std::memcpy(&pubexp, exp.data(), sizeof pubexp);

@@ -21,22 +21,18 @@ public:
     XSECCryptoKey::KeyType getKeyType() const override;
     XSECCryptoKey* clone() const override;
 
-    bool verifySHA1PKCS1Base64Signature(const unsigned char* hashBuf, unsigned int hashLen,
-                                        const char* base64Signature, unsigned int sigLen,
-                                        XSECCryptoHash::HashType type) const override;
-    unsigned int signSHA1PKCS1Base64Signature(unsigned char* hashBuf, unsigned int hashLen,
-                                              char* base64SignatureBuf,
+    bool verifySHA1PKCS1Base64Signature(const unsigned char* hashBuf, unsigned int hashLen, const char* base64Signature,
+                                        unsigned int sigLen, XSECCryptoHash::HashType type) const override;
+    unsigned int signSHA1PKCS1Base64Signature(unsigned char* hashBuf, unsigned int hashLen, char* base64SignatureBuf,
                                               unsigned int base64SignatureBufLen,
                                               XSECCryptoHash::HashType type) const override;
     // Encryption is not offered: both throw XSECCryptoException (UnsupportedError).
-    unsigned int privateDecrypt(const unsigned char* inBuf, unsigned char* plainBuf,
-                                unsigned int inLength, unsigned int maxOutLength,
-                                PaddingType padding, const XMLCh* hashURI, const XMLCh* mgfURI,
-                                unsigned char* params, unsigned int paramsLen) const override;
-    unsigned int publicEncrypt(const unsigned char* inBuf, unsigned char* cipherBuf,
-                               unsigned int inLength, unsigned int maxOutLength,
-                               PaddingType padding, const XMLCh* hashURI, const XMLCh* mgfURI,
-                               unsigned char* params, unsigned int paramsLen) const override;
+    unsigned int privateDecrypt(const unsigned char* inBuf, unsigned char* plainBuf, unsigned int inLength,
+                                unsigned int maxOutLength, PaddingType padding, const XMLCh* hashURI,
+                                const XMLCh* mgfURI, unsigned char* params, unsigned int paramsLen) const override;
+    unsigned int publicEncrypt(const unsigned char* inBuf, unsigned char* cipherBuf, unsigned int inLength,
+                               unsigned int maxOutLength, PaddingType padding, const XMLCh* hashURI,
+                               const XMLCh* mgfURI, unsigned char* params, unsigned int paramsLen) const override;
 
     // Modulus length in bytes.
     unsigned int getLength() const override;
@@ -61,8 +57,7 @@ private:
     HCRYPTKEY requireKey(const char* operation) const;
     HCRYPTKEY importLoaded() const;
     // Reads modulus and exponent (big-endian) from the key.
-    void exportPublic(std::vector<unsigned char>& modulus,
-                      std::vector<unsigned char>& exponent) const;
+    void exportPublic(std::vector<unsigned char>& modulus, std::vector<unsigned char>& exponent) const;
 
     crypto::CapiKeySlot slot_;
     std::vector<unsigned char> modulus_;   // loaded, big-endian

@@ -15,11 +15,9 @@ using namespace crypto;
 
 namespace {
 
-
 ProvHandle AcquireVerifyContext(DWORD provType) noexcept {
     ProvHandle prov;
-    if (!CryptAcquireContextW(prov.put(), nullptr, nullptr, provType, CRYPT_VERIFYCONTEXT))
-        return ProvHandle();
+    if (!CryptAcquireContextW(prov.put(), nullptr, nullptr, provType, CRYPT_VERIFYCONTEXT)) return ProvHandle();
     return prov;
 }
 
@@ -33,13 +31,9 @@ WinCAPICryptoProvider::WinCAPICryptoProvider()
 
 WinCAPICryptoProvider::~WinCAPICryptoProvider() = default;
 
-const XMLCh* WinCAPICryptoProvider::getProviderName() const {
-    return WinCapiProviderName();
-}
+const XMLCh* WinCAPICryptoProvider::getProviderName() const { return WinCapiProviderName(); }
 
-unsigned int WinCAPICryptoProvider::getMaxHashSize() const {
-    return 64;
-}
+unsigned int WinCAPICryptoProvider::getMaxHashSize() const { return 64; }
 
 HCRYPTPROV WinCAPICryptoProvider::providerFor(XSECCryptoHash::HashType type) const {
     if (type == kHashGost3411) return gost_.get();
@@ -55,61 +49,43 @@ XSECCryptoHash* WinCAPICryptoProvider::HMAC(XSECCryptoHash::HashType type) const
     return new WinCAPICryptoHashHMAC(providerFor(type), type);
 }
 
-XSECCryptoKeyHMAC* WinCAPICryptoProvider::keyHMAC() const {
-    return new WinCAPICryptoKeyHMAC(rsa_.get());
-}
+XSECCryptoKeyHMAC* WinCAPICryptoProvider::keyHMAC() const { return new WinCAPICryptoKeyHMAC(rsa_.get()); }
 
-XSECCryptoBase64* WinCAPICryptoProvider::base64() const {
-    return new XSCryptCryptoBase64();
-}
+XSECCryptoBase64* WinCAPICryptoProvider::base64() const { return new XSCryptCryptoBase64(); }
 
 XSECCryptoKeyDSA* WinCAPICryptoProvider::keyDSA() const {
     if (!dss_)
-        throw XSECCryptoException(XSECCryptoException::UnsupportedError,
-                                  "WinCAPI: no DSS provider for DSA keys");
+        throw XSECCryptoException(XSECCryptoException::UnsupportedError, "WinCAPI: no DSS provider for DSA keys");
     return new WinCAPICryptoKeyDSA(dss_.get());
 }
 
 XSECCryptoKeyRSA* WinCAPICryptoProvider::keyRSA() const {
     if (!rsa_)
-        throw XSECCryptoException(XSECCryptoException::UnsupportedError,
-                                  "WinCAPI: no RSA provider for RSA keys");
+        throw XSECCryptoException(XSECCryptoException::UnsupportedError, "WinCAPI: no RSA provider for RSA keys");
     return new WinCAPICryptoKeyRSA(rsa_.get());
 }
 
 XSECCryptoKeyEC* WinCAPICryptoProvider::keyEC() const {
-    throw XSECCryptoException(XSECCryptoException::UnsupportedError,
-                              "WinCAPI: EC keys are not supported");
+    throw XSECCryptoException(XSECCryptoException::UnsupportedError, "WinCAPI: EC keys are not supported");
 }
 
 XSECCryptoKey* WinCAPICryptoProvider::keyDER(const char*, unsigned long, bool) const {
-    throw XSECCryptoException(XSECCryptoException::UnsupportedError,
-                              "WinCAPI: DER-encoded keys are not supported");
+    throw XSECCryptoException(XSECCryptoException::UnsupportedError, "WinCAPI: DER-encoded keys are not supported");
 }
 
-XSECCryptoX509* WinCAPICryptoProvider::X509() const {
-    return new WinCAPICryptoX509(rsa_.get(), dss_.get());
-}
+XSECCryptoX509* WinCAPICryptoProvider::X509() const { return new WinCAPICryptoX509(rsa_.get(), dss_.get()); }
 
-bool WinCAPICryptoProvider::algorithmSupported(XSECCryptoSymmetricKey::SymmetricKeyType) const {
-    return false;
-}
+bool WinCAPICryptoProvider::algorithmSupported(XSECCryptoSymmetricKey::SymmetricKeyType) const { return false; }
 
-bool WinCAPICryptoProvider::algorithmSupported(XSECCryptoHash::HashType alg) const {
-    return providerFor(alg) != 0;
-}
+bool WinCAPICryptoProvider::algorithmSupported(XSECCryptoHash::HashType alg) const { return providerFor(alg) != 0; }
 
-XSECCryptoSymmetricKey* WinCAPICryptoProvider::keySymmetric(
-    XSECCryptoSymmetricKey::SymmetricKeyType) const {
-    throw XSECCryptoException(XSECCryptoException::UnsupportedError,
-                              "WinCAPI: symmetric keys are not supported");
+XSECCryptoSymmetricKey* WinCAPICryptoProvider::keySymmetric(XSECCryptoSymmetricKey::SymmetricKeyType) const {
+    throw XSECCryptoException(XSECCryptoException::UnsupportedError, "WinCAPI: symmetric keys are not supported");
 }
 
 unsigned int WinCAPICryptoProvider::getRandom(unsigned char* buffer, unsigned int numOctets) const {
     if (numOctets == 0) return 0;
-    if (!rsa_)
-        throw XSECCryptoException(XSECCryptoException::GeneralError,
-                                  "WinCAPI: no provider for random numbers");
+    if (!rsa_) throw XSECCryptoException(XSECCryptoException::GeneralError, "WinCAPI: no provider for random numbers");
     if (!CryptGenRandom(rsa_.get(), numOctets, buffer))
         ThrowLastError(XSECCryptoException::GeneralError, "CryptGenRandom");
     return numOctets;
@@ -120,7 +96,8 @@ bool WinCAPICryptoProvider::signatureFamilySupported(unsigned family) const {
     const struct {
         unsigned family;
         const ProvHandle& prov;
-    } served[] = {{ids::kFamilyRsa, rsa_}, {ids::kFamilyDsa, dss_}, {ids::kFamilyHmac, rsa_}, {ids::kFamilyGost2001, gost_}};
+    } served[] = {
+        {ids::kFamilyRsa, rsa_}, {ids::kFamilyDsa, dss_}, {ids::kFamilyHmac, rsa_}, {ids::kFamilyGost2001, gost_}};
     for (const auto& entry : served) {
         if (entry.family == family) return static_cast<bool>(entry.prov);
     }

@@ -19,17 +19,11 @@ const char kOidEc[] = "1.2.840.10045.2.1";
 }  // namespace
 
 WinCAPICryptoX509::WinCAPICryptoX509(HCRYPTPROV rsaProv, HCRYPTPROV dssProv)
-    : rsaProv_(rsaProv),
-      dssProv_(dssProv),
-      rsaRef_(ShareProv(rsaProv)),
-      dssRef_(ShareProv(dssProv)),
-      base64_("") {}
+    : rsaProv_(rsaProv), dssProv_(dssProv), rsaRef_(ShareProv(rsaProv)), dssRef_(ShareProv(dssProv)), base64_("") {}
 
 WinCAPICryptoX509::~WinCAPICryptoX509() = default;
 
-const XMLCh* WinCAPICryptoX509::getProviderName() const {
-    return WinCapiProviderName();
-}
+const XMLCh* WinCAPICryptoX509::getProviderName() const { return WinCapiProviderName(); }
 
 void WinCAPICryptoX509::loadX509Base64Bin(const char* buf, unsigned int len) {
     Bytes der = DecodeBase64(buf, len);

@@ -24,8 +24,8 @@ bool XsecRunning() noexcept { return XSECPlatformUtils::initCount != 0; }
 void Ensure() {
     std::lock_guard<RecursiveLock> guard(xmlStackLock);
     if (!XercesRunning()) {
-        XERCES_CPP_NAMESPACE::XMLPlatformUtils::Initialize(
-            XERCES_CPP_NAMESPACE::XMLUni::fgXercescDefaultLocale, nullptr, nullptr, nullptr);
+        XERCES_CPP_NAMESPACE::XMLPlatformUtils::Initialize(XERCES_CPP_NAMESPACE::XMLUni::fgXercescDefaultLocale,
+                                                           nullptr, nullptr, nullptr);
     }
     if (!XsecRunning()) {
         // xml-security-c owns the provider from here and deletes it in Terminate.

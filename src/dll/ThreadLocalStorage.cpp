@@ -43,9 +43,7 @@ void FreeBlock(void* data) noexcept {
 }
 
 // Called by the system when a thread ends and, for every thread, when the slot is freed.
-void WINAPI FreeBlockCallback(void* data) {
-    FreeBlock(data);
-}
+void WINAPI FreeBlockCallback(void* data) { FreeBlock(data); }
 
 DWORD Slot() noexcept {
     DWORD current = slot.load(std::memory_order_acquire);
@@ -120,8 +118,8 @@ extern "C" void* __emutls_get_address(EmutlsObject* obj) {
 }
 
 // For thread-local variables emitted as common symbols; same rules as libgcc's.
-extern "C" void __emutls_register_common(EmutlsObject* obj, std::uintptr_t size,
-                                         std::uintptr_t align, const void* templ) {
+extern "C" void __emutls_register_common(EmutlsObject* obj, std::uintptr_t size, std::uintptr_t align,
+                                         const void* templ) {
     if (obj->size < size) {
         obj->size = size;
         obj->templ = nullptr;

@@ -71,16 +71,12 @@ void ReleaseRuntime() {
 
 // Priority 101 runs before every default-priority static constructor, so that no
 // destructor registered by one of them can run after ReleaseRuntime.
-__attribute__((constructor(101))) void RegisterRuntimeRelease() {
-    std::atexit(ReleaseRuntime);
-}
+__attribute__((constructor(101))) void RegisterRuntimeRelease() { std::atexit(ReleaseRuntime); }
 
 }  // namespace
 
 namespace runtime {
 
-void NoteDetach(bool ending) noexcept {
-    processEnding = ending;
-}
+void NoteDetach(bool ending) noexcept { processEnding = ending; }
 
 }  // namespace runtime

@@ -103,8 +103,7 @@ void Guard::Deeper() {
 }
 
 void Guard::startElement(const xc::XMLElementDecl& elemDecl, unsigned int uriId, const XMLCh* prefixName,
-                         const xc::RefVectorOf<xc::XMLAttr>& attrList, XMLSize_t attrCount, bool isEmpty,
-                         bool isRoot) {
+                         const xc::RefVectorOf<xc::XMLAttr>& attrList, XMLSize_t attrCount, bool isEmpty, bool isRoot) {
     Deeper();
     if (isEmpty) --depth_;  // no endElement call follows
     for (XMLSize_t i = 0; i < attrCount; ++i) {
@@ -161,7 +160,8 @@ xc::InputSource* Guard::resolveEntity(xc::XMLResourceIdentifier* resourceIdentif
 
 void Guard::error(unsigned int errCode, const XMLCh* errDomain, ErrTypes type, const XMLCh* errorText,
                   const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc lineNum, XMLFileLoc colNum) {
-    if (errCode == xc::XMLErrs::EntityExpansionLimitExceeded && xc::XMLString::equals(errDomain, xc::XMLUni::fgXMLErrDomain)) {
+    if (errCode == xc::XMLErrs::EntityExpansionLimitExceeded &&
+        xc::XMLString::equals(errDomain, xc::XMLUni::fgXMLErrDomain)) {
         expansionLimitReached_ = true;
     }
     if (nextReporter_ != nullptr) {

@@ -148,7 +148,8 @@ xc::DOMElement* ImportElem(xc::DOMDocument* targetDomDoc, const xc::DOMElement* 
         xsecErrors::RethrowAsFailure("ImportElem");
     }
     if (imported == nullptr) errors::RaiseFailure(kImportElem, "failed to import a node.");
-    if (imported->getNodeType() != xc::DOMNode::ELEMENT_NODE) errors::RaiseFailure(kImportElem, "nodeType != ELEMENT_NODE");
+    if (imported->getNodeType() != xc::DOMNode::ELEMENT_NODE)
+        errors::RaiseFailure(kImportElem, "nodeType != ELEMENT_NODE");
     return static_cast<xc::DOMElement*>(imported);
 }
 

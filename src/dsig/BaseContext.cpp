@@ -34,12 +34,10 @@ void BaseContext::CheckIdLimits(const wchar_t* id, DWORD flags) {
     static const char* const kFunction = "BaseContext::CheckIdLimits";
     if (id == nullptr) return;
     if ((flags & CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT) != 0 && !IdAttrMeetXmlNcNameSyntax(id)) {
-        errors::Raise<hr::kUnexpectedXml>(kFunction,
-                                          "invalid id attribute. CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT");
+        errors::Raise<hr::kUnexpectedXml>(kFunction, "invalid id attribute. CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT");
     }
     if ((flags & CRYPT_XML_FLAG_ENFORCE_ID_NAME_FORMAT) != 0 && !IdAttrMeetXmlNameSyntax(id)) {
-        errors::Raise<hr::kUnexpectedXml>(kFunction,
-                                          "invalid id attribute. CRYPT_XML_FLAG_ENFORCE_ID_NAME_FORMAT");
+        errors::Raise<hr::kUnexpectedXml>(kFunction, "invalid id attribute. CRYPT_XML_FLAG_ENFORCE_ID_NAME_FORMAT");
     }
     if (std::wcslen(id) > kIdMax) {
         errors::Raise<hr::kLarge>(kFunction, "the length of id attr greater then CRYPT_XML_ID_MAX");

@@ -33,14 +33,15 @@ const wchar_t* EncodingName(DWORD charset) {
 DocContext::DocContext(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* pConfig, DWORD dwFlags,
                        const CRYPT_XML_PROPERTY* rgProperty, ULONG cProperty, const CRYPT_XML_BLOB* pEncoded)
     : BaseContext(dwFlags, false),
-      parser_(std::make_unique<xercesc::XercesDOMParser>(nullptr, xercesc::XMLPlatformUtils::fgMemoryManager,
-                                                         nullptr)) {
+      parser_(
+          std::make_unique<xercesc::XercesDOMParser>(nullptr, xercesc::XMLPlatformUtils::fgMemoryManager, nullptr)) {
     std::memset(&docCtxt_, 0, sizeof(docCtxt_));
     if (pEncoded == nullptr || pEncoded->cbData == 0 || pEncoded->pbData == nullptr) {
         errors::Raise<hr::kInvalidArg>(kConstructor,
                                        "NULL == pEncoded || 0 == pEncoded->cbData || NULL == pEncoded->pbData");
     }
-    if (pEncoded->cbData > CRYPT_XML_BLOB_MAX) errors::Raise<hr::kLarge>(kConstructor, "pEncoded->cbData > CRYPT_XML_BLOB_MAX");
+    if (pEncoded->cbData > CRYPT_XML_BLOB_MAX)
+        errors::Raise<hr::kLarge>(kConstructor, "pEncoded->cbData > CRYPT_XML_BLOB_MAX");
     parser_->setDoNamespaces(true);
     docCtxt_.cbSize = sizeof(CRYPT_XML_DOC_CTXT);
     docCtxt_.hDocCtxt = this;
@@ -64,7 +65,8 @@ void DocContext::InitProperties(const CRYPT_XML_PROPERTY* rgProperty, ULONG cPro
     for (ULONG i = 0; i < cProperty; ++i) {
         const CRYPT_XML_PROPERTY& property = rgProperty[i];
         // A property without a value cannot be read; it is as invalid as an unknown id.
-        if (property.pvValue == nullptr) errors::Raise<hr::kInvalidArg>("DocContext::InitProperties", "invalid property.");
+        if (property.pvValue == nullptr)
+            errors::Raise<hr::kInvalidArg>("DocContext::InitProperties", "invalid property.");
         switch (property.dwPropId) {
             case CRYPT_XML_PROPERTY_MAX_SIGNATURES:
                 maxSignatures_ = *static_cast<const DWORD*>(property.pvValue);
@@ -73,8 +75,7 @@ void DocContext::InitProperties(const CRYPT_XML_PROPERTY* rgProperty, ULONG cPro
                 outputCharset_ = *static_cast<const DWORD*>(property.pvValue);
                 outputCharsetFromProperty_ = true;
                 break;
-            default:
-                errors::Raise<hr::kInvalidArg>("DocContext::InitProperties", "invalid property.");
+            default: errors::Raise<hr::kInvalidArg>("DocContext::InitProperties", "invalid property.");
         }
     }
 }

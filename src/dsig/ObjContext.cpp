@@ -112,8 +112,8 @@ void ObjContext::LoadReferences(DWORD flags) {
 
 void ObjContext::LoadManifestList(const xercesc::DOMElement* manifest) {
     try {
-        manifestList_.reset(DSIGReference::loadReferenceListFromXML(&ManifestEnv(),
-                                                                    dsigDom::FirstChild(manifest, L"Reference")));
+        manifestList_.reset(
+            DSIGReference::loadReferenceListFromXML(&ManifestEnv(), dsigDom::FirstChild(manifest, L"Reference")));
     } catch (...) {
         xsecErrors::RethrowAsFailure("ObjContext::LoadReferences");
     }
@@ -123,7 +123,8 @@ void ObjContext::LoadManifestList(const xercesc::DOMElement* manifest) {
 // environment of our own over the object's document.
 XSECEnv& ObjContext::ManifestEnv() {
     if (manifestEnv_ == nullptr) {
-        auto env = std::make_unique<XSECEnv>(const_cast<xercesc::DOMDocument*>(xsecObj_->getElement()->getOwnerDocument()));
+        auto env =
+            std::make_unique<XSECEnv>(const_cast<xercesc::DOMDocument*>(xsecObj_->getElement()->getOwnerDocument()));
         env->setIdByAttributeName(true);
         env->setPrettyPrintFlag(false);
         env->setDSIGNSPrefix(L"ds");

@@ -133,7 +133,8 @@ void ObjContext::CreateManifestXsecRefs() {
 }
 
 DSIGReference* ObjContext::CreateManifestReference(const wchar_t* uri, const wchar_t* digestUri, const wchar_t* type) {
-    if (xsecObj_ == nullptr) errors::Raise<hr::kObjectFaulted>("ObjContext::CreateManifestReference", "NULL == xsecObj_");
+    if (xsecObj_ == nullptr)
+        errors::Raise<hr::kObjectFaulted>("ObjContext::CreateManifestReference", "NULL == xsecObj_");
     if (manifestElement_ == nullptr) manifestElement_ = dsigDom::FirstChild(xsecObj_->getElement(), L"Manifest");
     if (manifestElement_ == nullptr) {
         xercesc::DOMDocument* doc = xsecObj_->getElement()->getOwnerDocument();

@@ -22,8 +22,8 @@ namespace {
 
 constexpr char kConstructor[] = "RefContext::RefContext";
 constexpr char kInit[] = "RefContext::InitNewReference";
-constexpr size_t kTransformsMax = 16;      // CRYPT_XML_TRANSFORM_MAX
-constexpr size_t kDigestReadMax = 200;     // what is read of a DigestValue
+constexpr size_t kTransformsMax = 16;   // CRYPT_XML_TRANSFORM_MAX
+constexpr size_t kDigestReadMax = 200;  // what is read of a DigestValue
 constexpr ULONG kChunk = 4096;
 constexpr wchar_t kManifestType[] = L"http://www.w3.org/2000/09/xmldsig#Manifest";
 constexpr wchar_t kBase64Uri[] = L"http://www.w3.org/2000/09/xmldsig#base64";

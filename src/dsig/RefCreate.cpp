@@ -115,7 +115,8 @@ void RefContext::CreateXsecRef() {
         if (sig == nullptr) errors::Raise<hr::kObjectFaulted>(kCreate, "NULL == xsecSig");
         xsecRef_ = sig->createReference(ref->wszUri, ref->DigestMethod.wszAlgorithm, ref->wszType);
     } else if (parentObjContext_ != nullptr) {
-        xsecRef_ = parentObjContext_->CreateManifestReference(ref->wszUri, ref->DigestMethod.wszAlgorithm, ref->wszType);
+        xsecRef_ =
+            parentObjContext_->CreateManifestReference(ref->wszUri, ref->DigestMethod.wszAlgorithm, ref->wszType);
     } else {
         errors::Raise<hr::kObjectFaulted>(kCreate, "all parent context are NULL.");
     }
@@ -140,7 +141,8 @@ void RefContext::AppendXsecTransforms() {
             }
             continue;
         }
-        if (tfm.Encoded.pbData == nullptr || tfm.Encoded.cbData == 0) errors::Raise<hr::kTransform>(kCreate, "the cxTfm is empty.");
+        if (tfm.Encoded.pbData == nullptr || tfm.Encoded.cbData == 0)
+            errors::Raise<hr::kTransform>(kCreate, "the cxTfm is empty.");
         // XPath and XPath Filter 2.0 need an XPath engine this build does not carry: a
         // signature over them could not be checked here either.
         const std::wstring uri = EncodedTransformUri(tfm.Encoded);

@@ -169,8 +169,10 @@ void SigContext::LoadX509Data(const DSIGKeyInfo* item) {
     if (x509->getX509SubjectName() != nullptr) data->SetSubjectName(x509->getX509SubjectName());
     const wchar_t* issuer = x509->getX509IssuerName();
     const wchar_t* serial = x509->getX509IssuerSerialNumber();
-    if (issuer != nullptr && serial == nullptr) errors::Raise<hr::kUnexpectedXml>(kFunction, "issuerName && !issuerSerial");
-    if (issuer == nullptr && serial != nullptr) errors::Raise<hr::kUnexpectedXml>(kFunction, "!issuerName && issuerSerial");
+    if (issuer != nullptr && serial == nullptr)
+        errors::Raise<hr::kUnexpectedXml>(kFunction, "issuerName && !issuerSerial");
+    if (issuer == nullptr && serial != nullptr)
+        errors::Raise<hr::kUnexpectedXml>(kFunction, "!issuerName && issuerSerial");
     if (issuer != nullptr) data->SetIssuerNameAndSerial(issuer, serial);
     if (x509->getX509SKI() != nullptr) data->SetSKI(x509->getX509SKI());
     const auto* element = static_cast<const xercesc::DOMElement*>(item->getKeyInfoDOMNode());
@@ -187,7 +189,8 @@ void SigContext::LoadX509Data(const DSIGKeyInfo* item) {
 // error; the pairing rule is checked here first so that it gets its own code.
 void SigContext::CheckIssuerSerials(const xercesc::DOMElement* domSigNode) const {
     static const char* const kFunction = "SigContext::LoadX509Data";
-    for (const xercesc::DOMElement* data : dsigDom::Children(dsigDom::FirstChild(domSigNode, L"KeyInfo"), L"X509Data")) {
+    for (const xercesc::DOMElement* data :
+         dsigDom::Children(dsigDom::FirstChild(domSigNode, L"KeyInfo"), L"X509Data")) {
         for (const xercesc::DOMElement* pair : dsigDom::Children(data, L"X509IssuerSerial")) {
             const bool name = dsigDom::FirstChild(pair, L"X509IssuerName") != nullptr;
             const bool serial = dsigDom::FirstChild(pair, L"X509SerialNumber") != nullptr;
@@ -219,7 +222,8 @@ void SigContext::LoadReferences(const xercesc::DOMElement* domSigNode, DWORD fla
     DSIGReferenceList* list = xsecSig_->getReferenceList();
     const auto elements = dsigDom::Children(dsigDom::FirstChild(domSigNode, L"SignedInfo"), L"Reference");
     const size_t count = list != nullptr ? list->getSize() : 0;
-    if (count != elements.size()) errors::Raise<hr::kObjectFaulted>(kFunction, "references do not match their elements");
+    if (count != elements.size())
+        errors::Raise<hr::kObjectFaulted>(kFunction, "references do not match their elements");
     refContexts_.reserve(count);
     refPointers_.reserve(count);
     for (size_t i = 0; i < count; ++i) {

@@ -19,7 +19,7 @@ namespace {
 constexpr char kConstructor[] = "SigContext::SigContext";
 constexpr char kAddObject[] = "SigContext::AddObject";
 constexpr DWORD kReferencesMax = CRYPT_XML_REFERENCES_MAX - 1;  // one below the published maximum
-constexpr DWORD kObjectsMax = CRYPT_XML_OBJECTS_MAX - 1;  // one below the published maximum
+constexpr DWORD kObjectsMax = CRYPT_XML_OBJECTS_MAX - 1;        // one below the published maximum
 constexpr ULONG kWriteChunk = 1024;
 
 bool HasData(const CRYPT_XML_BLOB* blob) { return blob != nullptr && blob->pbData != nullptr && blob->cbData != 0; }
@@ -79,7 +79,8 @@ void SigContext::ApplyProperties(const CRYPT_XML_PROPERTY* rgProperty, ULONG cPr
 void SigContext::InitSourceXml(const CRYPT_XML_BLOB* blob) {
     if (!HasData(blob)) return;
     if (blob->cbData > CRYPT_XML_BLOB_MAX) {
-        errors::Raise<hr::kLarge>("SigContext::InitSourceXml", "the length of source xml is exceeded CRYPT_XML_BLOB_MAX.");
+        errors::Raise<hr::kLarge>("SigContext::InitSourceXml",
+                                  "the length of source xml is exceeded CRYPT_XML_BLOB_MAX.");
     }
     const xercesc::DOMElement* root = xmlBlob::CreateDomStructure(*parser_, *blob);
     sourceIds_.clear();
@@ -127,7 +128,8 @@ void SigContext::AddReference(RefContext* refContext) {
 
 void SigContext::AddObject(ObjContext* objContext) {
     CheckNewChild(kAddObject, objContext, objContexts_);
-    if (objContexts_.size() >= kObjectsMax) errors::Raise<hr::kLarge>(kAddObject, "CRYPT_XML_OBJECTS_MAX limit exceeded.");
+    if (objContexts_.size() >= kObjectsMax)
+        errors::Raise<hr::kLarge>(kAddObject, "CRYPT_XML_OBJECTS_MAX limit exceeded.");
     AppendObjectPointer(objContext);
 }
 
@@ -143,7 +145,8 @@ void SigContext::AppendObjectPointer(ObjContext* obj) {
 const CRYPT_XML_OBJECT* SigContext::AddObject(const CRYPT_XML_BLOB* encodedBlob) {
     if (IsSignedOrFailed(Status()) || !IsOpenedToEncode()) errors::Raise<hr::kOperation>(kAddObject);
     if (encodedBlob == nullptr) errors::Raise<hr::kInvalidArg>(kAddObject, "NULL==encodedBlob");
-    if (!HasData(encodedBlob)) errors::Raise<hr::kInvalidArg>(kAddObject, "!encodedBlob->cbData || !encodedBlob->pbData");
+    if (!HasData(encodedBlob))
+        errors::Raise<hr::kInvalidArg>(kAddObject, "!encodedBlob->cbData || !encodedBlob->pbData");
     if (encodedBlob->dwCharset > CRYPT_XML_CHARSET_UTF16BE) {
         errors::Raise<hr::kInvalidArg>(kAddObject, "encodedBlob->dwCharset has an invalid value.");
     }
@@ -168,8 +171,8 @@ const CRYPT_XML_OBJECT* SigContext::AddObject(const CRYPT_XML_BLOB* encodedBlob)
     }
 }
 
-void SigContext::Encode(DWORD dwCharset, const CRYPT_XML_PROPERTY* rgProperty, ULONG cProperty,
-                        void* pvCallbackState, PFN_CRYPT_XML_WRITE_CALLBACK pfnWrite) {
+void SigContext::Encode(DWORD dwCharset, const CRYPT_XML_PROPERTY* rgProperty, ULONG cProperty, void* pvCallbackState,
+                        PFN_CRYPT_XML_WRITE_CALLBACK pfnWrite) {
     static const char* const kFunction = "SigContext::Encode";
     xercesc::DOMDocument* document = GetCurrentDocument();
     if (dwCharset < CRYPT_XML_CHARSET_UTF8 || dwCharset > CRYPT_XML_CHARSET_UTF16BE) {
@@ -180,7 +183,8 @@ void SigContext::Encode(DWORD dwCharset, const CRYPT_XML_PROPERTY* rgProperty, U
     std::vector<BYTE> bytes;
     xmlBlob::EncodeNode(document, docDeclaration_, dwCharset, bytes);
     for (size_t offset = 0; offset < bytes.size(); offset += kWriteChunk) {
-        const ULONG piece = static_cast<ULONG>(bytes.size() - offset < kWriteChunk ? bytes.size() - offset : kWriteChunk);
+        const ULONG piece =
+            static_cast<ULONG>(bytes.size() - offset < kWriteChunk ? bytes.size() - offset : kWriteChunk);
         if (FAILED(pfnWrite(pvCallbackState, bytes.data() + offset, piece))) {
             errors::RaiseFailure(kFunction, "pfnWrite() failed");
         }

@@ -58,10 +58,12 @@ void SigContext::Sign(HCRYPTPROV hProv, DWORD dwKeySpec, DWORD dwFlags, DWORD dw
     }
     if (dwKeySpec == kCngKeySpec) errors::Raise<hr::kInvalidArg>(kSign, "CNG keys support is not implemented.");
     // Null algorithms and algorithms given only as elements are refused by CreateSigNode.
-    if (pSignatureMethod != nullptr && !HasEncodedOnly(*pSignatureMethod) && !algInfo::HashOrSigAlgIsAvailable(pSignatureMethod->wszAlgorithm)) {
+    if (pSignatureMethod != nullptr && !HasEncodedOnly(*pSignatureMethod) &&
+        !algInfo::HashOrSigAlgIsAvailable(pSignatureMethod->wszAlgorithm)) {
         errors::Raise<hr::kAlgorithm>(kSign, "pSignatureMethod");
     }
-    if (pCanonicalization != nullptr && !HasEncodedOnly(*pCanonicalization) && !algInfo::CanonAlgIsAvailable(pCanonicalization->wszAlgorithm)) {
+    if (pCanonicalization != nullptr && !HasEncodedOnly(*pCanonicalization) &&
+        !algInfo::CanonAlgIsAvailable(pCanonicalization->wszAlgorithm)) {
         errors::Raise<hr::kTransform>(kSign, "pCanonicalization");
     }
     try {
@@ -105,7 +107,8 @@ void SigContext::CheckSignedSizes() {
     std::vector<BYTE> value;
     const wchar_t* text = xsecSig_->getSignatureValue();
     if (text != nullptr) base64::Base64ToBin(text, value);
-    if (value.size() > kSignatureValueMax) errors::Raise<hr::kLarge>(kSign, "CRYPT_XML_SIGNATURE_VALUE_MAX limit exceeded.");
+    if (value.size() > kSignatureValueMax)
+        errors::Raise<hr::kLarge>(kSign, "CRYPT_XML_SIGNATURE_VALUE_MAX limit exceeded.");
     for (RefContext* ref : refContexts_) {
         if (!ref->HashSizeSatisfySizeLimit()) {
             errors::Raise<hr::kLarge>(kSign, "CRYPT_XML_SIGNATURE_VALUE_MAX limit exceeded.");
@@ -133,8 +136,8 @@ void SigContext::CreateSigNode(const CRYPT_XML_ALGORITHM* pSignatureMethod,
     xsecSig_->setDSIGNSPrefix(L"ds");
     // Same-document references name their targets by plain Id attributes.
     xsecSig_->setIdByAttributeName(true);
-    sigElement_ = xsecSig_->createBlankSignature(document, pCanonicalization->wszAlgorithm,
-                                                 pSignatureMethod->wszAlgorithm);
+    sigElement_ =
+        xsecSig_->createBlankSignature(document, pCanonicalization->wszAlgorithm, pSignatureMethod->wszAlgorithm);
     if (sigElement_ == nullptr) errors::RaiseFailure(kCreateSigNode, "Failed to create the signature node.");
     const wchar_t* id = sigStruct_.Get()->wszId;
     if (id != nullptr && *id != L'\0') sigElement_->setAttribute(L"Id", id);
@@ -142,8 +145,8 @@ void SigContext::CreateSigNode(const CRYPT_XML_ALGORITHM* pSignatureMethod,
     if (!location_.empty()) {
         xercesc::DOMElement* parent = sigLocation::FindSignatureLocationNode(document, location_);
         if (parent == nullptr) {
-            errors::Raise<hr::kObjectFaulted>(kCreateSigNode,
-                                              "signature location not found. Check the CRYPT_XML_PROPERTY_SIGNATURE_LOCATION");
+            errors::Raise<hr::kObjectFaulted>(
+                kCreateSigNode, "signature location not found. Check the CRYPT_XML_PROPERTY_SIGNATURE_LOCATION");
         }
         parent->appendChild(sigElement_);
     } else if (document->getDocumentElement() != nullptr) {

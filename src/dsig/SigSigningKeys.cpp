@@ -21,7 +21,8 @@ void SigContext::SetupSigningKey(HCRYPTPROV hProv, DWORD dwKeySpec, bool addKeyV
     static const char* const kFunction = "SigContext::SetupSigningKey";
     if (xsecSig_ == nullptr) errors::Raise<hr::kInvalidOperation>(kFunction);
     const wchar_t* uri = xsecSig_->getAlgorithmURI();
-    if (IsEcdsaUri(uri)) errors::Raise<hr::kAlgorithm>(kFunction, "SIGNATURE_ECDSA == sigMethod. ECDSA is not supported.");
+    if (IsEcdsaUri(uri))
+        errors::Raise<hr::kAlgorithm>(kFunction, "SIGNATURE_ECDSA == sigMethod. ECDSA is not supported.");
     const CRYPT_XML_ALGORITHM_INFO* entry = uri != nullptr ? algInfo::FindAlgInfoByURI(uri) : nullptr;
     const keys::KeyFamily* family = entry != nullptr ? algInfo::FamilyOf(*entry) : nullptr;
     if (family == nullptr) errors::Raise<hr::kInvalidOperation>(kFunction);

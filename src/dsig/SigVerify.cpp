@@ -112,6 +112,7 @@ xercesc::DOMDocument* SigContext::GetCurrentDocument() {
     static const XMLCh kCore[] = {'c', 'o', 'r', 'e', 0};
     xercesc::DOMImplementation* impl = xercesc::DOMImplementationRegistry::getDOMImplementation(kCore);
     ownedDocument_ = impl != nullptr ? impl->createDocument(xercesc::XMLPlatformUtils::fgMemoryManager) : nullptr;
-    if (ownedDocument_ == nullptr) errors::RaiseFailure("SigContext::GetCurrentDocument", "impl->createDocument() failed.");
+    if (ownedDocument_ == nullptr)
+        errors::RaiseFailure("SigContext::GetCurrentDocument", "impl->createDocument() failed.");
     return ownedDocument_;
 }

@@ -40,7 +40,8 @@ const wchar_t* LocalName(const xc::DOMElement* e) {
 // "/" followed by the local names from the document element down to e.
 std::wstring PathOf(const xc::DOMElement* e) {
     std::wstring path;
-    for (const xc::DOMNode* n = e; n != nullptr && n->getNodeType() == xc::DOMNode::ELEMENT_NODE; n = n->getParentNode()) {
+    for (const xc::DOMNode* n = e; n != nullptr && n->getNodeType() == xc::DOMNode::ELEMENT_NODE;
+         n = n->getParentNode()) {
         path.insert(0, LocalName(static_cast<const xc::DOMElement*>(n)));
         path.insert(0, L"/");
     }
@@ -61,13 +62,12 @@ xc::DOMElement* EvaluateXPath(xc::DOMDocument* document, const std::wstring& exp
     if (context == nullptr) return nullptr;
     try {
         Released<xc::DOMXPathNSResolver> resolver{document->createNSResolver(context)};
-        Released<xc::DOMXPathResult> result{document->evaluate(expression.c_str(), context, resolver.p,
-                                                               xc::DOMXPathResult::UNORDERED_NODE_SNAPSHOT_TYPE,
-                                                               nullptr)};
+        Released<xc::DOMXPathResult> result{document->evaluate(
+            expression.c_str(), context, resolver.p, xc::DOMXPathResult::UNORDERED_NODE_SNAPSHOT_TYPE, nullptr)};
         if (result.p == nullptr || result.p->getSnapshotLength() == 0 || !result.p->snapshotItem(0)) return nullptr;
         xc::DOMNode* node = result.p->getNodeValue();
         return node != nullptr && node->getNodeType() == xc::DOMNode::ELEMENT_NODE ? static_cast<xc::DOMElement*>(node)
-                                                                                    : nullptr;
+                                                                                   : nullptr;
     } catch (const xc::DOMXPathException& e) {
         // An expression Xerces' XPath cannot take names no element.
         trace::TraceA(kFunction, textConvert::ToAnsiOrNull(e.getMessage()).c_str());
@@ -93,7 +93,8 @@ xc::DOMElement* FindSignatureLocationNode(xc::DOMDocument* document, const std::
     }
     if (location[0] != L'/') return nullptr;
     if (location.find(L':') != std::wstring::npos) return EvaluateXPath(document, location);
-    return root == nullptr ? nullptr : FirstElement(root, [&](const xc::DOMElement* e) { return PathOf(e) == location; });
+    return root == nullptr ? nullptr
+                           : FirstElement(root, [&](const xc::DOMElement* e) { return PathOf(e) == location; });
 }
 
 }  // namespace sigLocation

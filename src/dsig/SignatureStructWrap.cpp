@@ -33,7 +33,8 @@ void SignatureStructWrap::SetSigValue(DWORD cbData, const BYTE* pbData) {
     sig_.SignatureValue.pbData = nullptr;
     if (cbData == 0 && pbData == nullptr) return;
     if (cbData == 0 || pbData == nullptr) errors::Raise<hr::kInvalidArg>(kFunction);
-    if (cbData > kSignatureValueMax) errors::Raise<hr::kInvalidArg>(kFunction, "cbData > CRYPT_XML_SIGNATURE_VALUE_MAX");
+    if (cbData > kSignatureValueMax)
+        errors::Raise<hr::kInvalidArg>(kFunction, "cbData > CRYPT_XML_SIGNATURE_VALUE_MAX");
     value_.assign(pbData, pbData + cbData);
     sig_.SignatureValue.cbData = cbData;
     sig_.SignatureValue.pbData = value_.data();

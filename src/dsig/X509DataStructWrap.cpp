@@ -74,7 +74,7 @@ void X509DataStructWrap::AddCustom(int charset, const std::vector<BYTE>& unparse
     customs_.push_back(unparsedXml);
     std::vector<BYTE>& bytes = customs_.back();
     AppendItem(CRYPT_XML_X509DATA_TYPE_CUSTOM).Custom = {static_cast<CRYPT_XML_CHARSET>(charset),
-                                                          static_cast<ULONG>(bytes.size()), bytes.data()};
+                                                         static_cast<ULONG>(bytes.size()), bytes.data()};
     Publish();
 }
 

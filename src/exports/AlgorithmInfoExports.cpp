@@ -14,18 +14,14 @@ const CRYPT_XML_ALGORITHM_INFO* FindBy(DWORD dwFindByType, const void* pvFindBy,
     }
     const auto* text = static_cast<const wchar_t*>(pvFindBy);
     switch (dwFindByType) {
-        case CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI:
-            return algInfo::FindAlgInfoByURI(text);
-        case CRYPT_XML_ALGORITHM_INFO_FIND_BY_NAME:
-            return algInfo::FindAlgInfoByName(text);
-        case CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID:
-            return algInfo::FindAlgInfoByHashAlgID(text, dwGroupId);
+        case CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI: return algInfo::FindAlgInfoByURI(text);
+        case CRYPT_XML_ALGORITHM_INFO_FIND_BY_NAME: return algInfo::FindAlgInfoByName(text);
+        case CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID: return algInfo::FindAlgInfoByHashAlgID(text, dwGroupId);
         case CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_SIGN_ALGID: {
             const auto* pair = static_cast<const wchar_t* const*>(pvFindBy);
             return algInfo::FindSigAlgInfo(pair[0], pair[1]);
         }
-        default:
-            errors::Raise<hr::kInvalidArg>(kExport, "invalid dwFindByType");
+        default: errors::Raise<hr::kInvalidArg>(kExport, "invalid dwFindByType");
     }
 }
 
@@ -45,8 +41,8 @@ void CopyAlgorithmInfo(const CRYPT_XML_ALGORITHM* pXmlAlgorithm, CRYPT_XML_ALGOR
     auto* copy = static_cast<CRYPT_XML_ALGORITHM_INFO*>(::LocalAlloc(LMEM_ZEROINIT, sizeof(CRYPT_XML_ALGORITHM_INFO)));
     *ppAlgInfo = copy;
     if (copy == nullptr) {
-        errors::RaiseFailure(kExport,
-                             "Could not allocate CRYPT_XML_ALGORITHM_INFO structure because of LocalAlloc() is failed.");
+        errors::RaiseFailure(
+            kExport, "Could not allocate CRYPT_XML_ALGORITHM_INFO structure because of LocalAlloc() is failed.");
     }
     // Shallow: the strings and pvExtraInfo stay in the library's constant catalog.
     *copy = *entry;
@@ -56,10 +52,11 @@ void CopyAlgorithmInfo(const CRYPT_XML_ALGORITHM* pXmlAlgorithm, CRYPT_XML_ALGOR
 
 extern "C" {
 
-PCCRYPT_XML_ALGORITHM_INFO WINAPI CryptXmlFindAlgorithmInfo(DWORD dwFindByType, const void* pvFindBy,
-                                                            DWORD dwGroupId, DWORD dwFlags) {
+PCCRYPT_XML_ALGORITHM_INFO WINAPI CryptXmlFindAlgorithmInfo(DWORD dwFindByType, const void* pvFindBy, DWORD dwGroupId,
+                                                            DWORD dwFlags) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlFindAlgorithmInfo)>(redirect::kFindAlgorithmInfo, dwFindByType, pvFindBy, dwGroupId, dwFlags);
+        return redirect::Forward<decltype(&CryptXmlFindAlgorithmInfo)>(redirect::kFindAlgorithmInfo, dwFindByType,
+                                                                       pvFindBy, dwGroupId, dwFlags);
     }
     return frame::RunForPointer<const CRYPT_XML_ALGORITHM_INFO>(
         "CryptXmlFindAlgorithmInfo", [&] { return FindBy(dwFindByType, pvFindBy, dwGroupId); });
@@ -68,7 +65,8 @@ PCCRYPT_XML_ALGORITHM_INFO WINAPI CryptXmlFindAlgorithmInfo(DWORD dwFindByType, 
 HRESULT WINAPI CryptXmlEnumAlgorithmInfo(DWORD dwGroupId, DWORD dwFlags, void* pvArg,
                                          PFN_CRYPT_XML_ENUM_ALG_INFO pfnEnumAlgInfo) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlEnumAlgorithmInfo)>(redirect::kEnumAlgorithmInfo, dwGroupId, dwFlags, pvArg, pfnEnumAlgInfo);
+        return redirect::Forward<decltype(&CryptXmlEnumAlgorithmInfo)>(redirect::kEnumAlgorithmInfo, dwGroupId, dwFlags,
+                                                                       pvArg, pfnEnumAlgInfo);
     }
     return frame::RunNarrow<false>("CryptXmlEnumAlgorithmInfo", [&]() -> HRESULT {
         if (pfnEnumAlgInfo == nullptr) errors::Raise<hr::kInvalidArg>("CryptXmlEnumAlgorithmInfo", "pfnEnumAlgInfo");
@@ -81,7 +79,8 @@ HRESULT WINAPI CryptXmlEnumAlgorithmInfo(DWORD dwGroupId, DWORD dwFlags, void* p
 HRESULT WINAPI CryptXmlGetAlgorithmInfo(const CRYPT_XML_ALGORITHM* pXmlAlgorithm, DWORD dwFlags,
                                         CRYPT_XML_ALGORITHM_INFO** ppAlgInfo) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlGetAlgorithmInfo)>(redirect::kGetAlgorithmInfo, pXmlAlgorithm, dwFlags, ppAlgInfo);
+        return redirect::Forward<decltype(&CryptXmlGetAlgorithmInfo)>(redirect::kGetAlgorithmInfo, pXmlAlgorithm,
+                                                                      dwFlags, ppAlgInfo);
     }
     return frame::Run("CryptXmlGetAlgorithmInfo", [&]() -> HRESULT {
         CopyAlgorithmInfo(pXmlAlgorithm, ppAlgInfo);

@@ -34,7 +34,8 @@ HRESULT WINAPI CryptXmlOpenToDecode(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* pCon
                                     const CRYPT_XML_PROPERTY* rgProperty, ULONG cProperty,
                                     const CRYPT_XML_BLOB* pEncoded, HCRYPTXML* phCryptXml) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlOpenToDecode)>(redirect::kOpenToDecode, pConfig, dwFlags, rgProperty, cProperty, pEncoded, phCryptXml);
+        return redirect::Forward<decltype(&CryptXmlOpenToDecode)>(redirect::kOpenToDecode, pConfig, dwFlags, rgProperty,
+                                                                  cProperty, pEncoded, phCryptXml);
     }
     static const char* const kExport = "CryptXmlOpenToDecode";
     return frame::Run(kExport, [&]() -> HRESULT {

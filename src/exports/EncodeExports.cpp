@@ -70,7 +70,8 @@ HRESULT WINAPI CryptXmlOpenToEncode(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* pCon
                                     const CRYPT_XML_PROPERTY* rgProperty, ULONG cProperty,
                                     const CRYPT_XML_BLOB* pEncoded, HCRYPTXML* phSignature) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlOpenToEncode)>(redirect::kOpenToEncode, pConfig, dwFlags, wszId, rgProperty, cProperty, pEncoded, phSignature);
+        return redirect::Forward<decltype(&CryptXmlOpenToEncode)>(redirect::kOpenToEncode, pConfig, dwFlags, wszId,
+                                                                  rgProperty, cProperty, pEncoded, phSignature);
     }
     static const char* const kExport = "CryptXmlOpenToEncode";
     if (phSignature == nullptr) return E_INVALIDARG;  // answered without a trace line
@@ -88,7 +89,9 @@ HRESULT WINAPI CryptXmlCreateReference(HCRYPTXML hCryptXml, DWORD dwFlags, LPCWS
                                        LPCWSTR wszType, const CRYPT_XML_ALGORITHM* pDigestMethod, ULONG cTransform,
                                        const CRYPT_XML_ALGORITHM* rgTransform, HCRYPTXML* phReference) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlCreateReference)>(redirect::kCreateReference, hCryptXml, dwFlags, wszId, wszURI, wszType, pDigestMethod, cTransform, rgTransform, phReference);
+        return redirect::Forward<decltype(&CryptXmlCreateReference)>(redirect::kCreateReference, hCryptXml, dwFlags,
+                                                                     wszId, wszURI, wszType, pDigestMethod, cTransform,
+                                                                     rgTransform, phReference);
     }
     static const char* const kExport = "CryptXmlCreateReference";
     return frame::Run(kExport, [&]() -> HRESULT {
@@ -110,7 +113,8 @@ HRESULT WINAPI CryptXmlCreateReference(HCRYPTXML hCryptXml, DWORD dwFlags, LPCWS
 HRESULT WINAPI CryptXmlAddObject(HCRYPTXML hSignatureOrObject, DWORD dwFlags, const CRYPT_XML_PROPERTY* rgProperty,
                                  ULONG cProperty, const CRYPT_XML_BLOB* pEncoded, const CRYPT_XML_OBJECT** ppObject) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlAddObject)>(redirect::kAddObject, hSignatureOrObject, dwFlags, rgProperty, cProperty, pEncoded, ppObject);
+        return redirect::Forward<decltype(&CryptXmlAddObject)>(redirect::kAddObject, hSignatureOrObject, dwFlags,
+                                                               rgProperty, cProperty, pEncoded, ppObject);
     }
     static const char* const kExport = "CryptXmlAddObject";
     (void)rgProperty;  // no object property is defined
@@ -129,7 +133,8 @@ HRESULT WINAPI CryptXmlAddObject(HCRYPTXML hSignatureOrObject, DWORD dwFlags, co
         registry::LockedContext<ObjContext> obj(hSignatureOrObject);
         if (ppObject != nullptr) {
             errors::Raise<hr::kInvalidArg>(
-                kExport, "In case of hSignatureOrObject contains a handle of the Object the ppObject parameter must be NULL.");
+                kExport,
+                "In case of hSignatureOrObject contains a handle of the Object the ppObject parameter must be NULL.");
         }
         // Objects of a decoded or signed signature keep what they have.
         RequireOpenToEncode(kExport, *obj->ParentSignature());
@@ -142,7 +147,9 @@ HRESULT WINAPI CryptXmlSign(HCRYPTXML hSignature, HCRYPTPROV_OR_NCRYPT_KEY_HANDL
                             CRYPT_XML_KEYINFO_SPEC dwKeyInfoSpec, const void* pvKeyInfoSpec,
                             const CRYPT_XML_ALGORITHM* pSignatureMethod, const CRYPT_XML_ALGORITHM* pCanonicalization) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlSign)>(redirect::kSign, hSignature, hKey, dwKeySpec, dwFlags, dwKeyInfoSpec, pvKeyInfoSpec, pSignatureMethod, pCanonicalization);
+        return redirect::Forward<decltype(&CryptXmlSign)>(redirect::kSign, hSignature, hKey, dwKeySpec, dwFlags,
+                                                          dwKeyInfoSpec, pvKeyInfoSpec, pSignatureMethod,
+                                                          pCanonicalization);
     }
     static const char* const kExport = "CryptXmlSign";
     const HCRYPTPROV hProv = static_cast<HCRYPTPROV>(hKey);
@@ -159,7 +166,8 @@ HRESULT WINAPI CryptXmlSign(HCRYPTXML hSignature, HCRYPTPROV_OR_NCRYPT_KEY_HANDL
         xmlStack::Ensure();
         registry::LockedContext<SigContext> sig(hSignature);
         if (sig->References().empty()) {
-            return frame::Report(kExport, "there is no references associated with this signature.", hr::kInvalidOperation);
+            return frame::Report(kExport, "there is no references associated with this signature.",
+                                 hr::kInvalidOperation);
         }
         sig->Sign(hProv, dwKeySpec, dwFlags, dwKeyInfoSpec, pvKeyInfoSpec, pSignatureMethod, pCanonicalization);
         return S_OK;
@@ -169,7 +177,8 @@ HRESULT WINAPI CryptXmlSign(HCRYPTXML hSignature, HCRYPTPROV_OR_NCRYPT_KEY_HANDL
 HRESULT WINAPI CryptXmlEncode(HCRYPTXML hCryptXml, CRYPT_XML_CHARSET dwCharset, const CRYPT_XML_PROPERTY* rgProperty,
                               ULONG cProperty, void* pvCallbackState, PFN_CRYPT_XML_WRITE_CALLBACK pfnWrite) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlEncode)>(redirect::kEncode, hCryptXml, dwCharset, rgProperty, cProperty, pvCallbackState, pfnWrite);
+        return redirect::Forward<decltype(&CryptXmlEncode)>(redirect::kEncode, hCryptXml, dwCharset, rgProperty,
+                                                            cProperty, pvCallbackState, pfnWrite);
     }
     static const char* const kExport = "CryptXmlEncode";
     return frame::Run(kExport, [&]() -> HRESULT {

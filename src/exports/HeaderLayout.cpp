@@ -60,11 +60,14 @@ static_assert(offsetof(CRYPT_XML_TRANSFORM_INFO, cbSize) == 0, "CRYPT_XML_TRANSF
 static_assert(offsetof(CRYPT_XML_TRANSFORM_INFO, wszAlgorithm) == 8, "CRYPT_XML_TRANSFORM_INFO.wszAlgorithm");
 static_assert(offsetof(CRYPT_XML_TRANSFORM_INFO, cbBufferSize) == 16, "CRYPT_XML_TRANSFORM_INFO.cbBufferSize");
 static_assert(offsetof(CRYPT_XML_TRANSFORM_INFO, dwFlags) == 20, "CRYPT_XML_TRANSFORM_INFO.dwFlags");
-static_assert(offsetof(CRYPT_XML_TRANSFORM_INFO, pfnCreateTransform) == 24, "CRYPT_XML_TRANSFORM_INFO.pfnCreateTransform");
+static_assert(offsetof(CRYPT_XML_TRANSFORM_INFO, pfnCreateTransform) == 24,
+              "CRYPT_XML_TRANSFORM_INFO.pfnCreateTransform");
 
 static_assert(offsetof(CRYPT_XML_TRANSFORM_CHAIN_CONFIG, cbSize) == 0, "CRYPT_XML_TRANSFORM_CHAIN_CONFIG.cbSize");
-static_assert(offsetof(CRYPT_XML_TRANSFORM_CHAIN_CONFIG, cTransformInfo) == 4, "CRYPT_XML_TRANSFORM_CHAIN_CONFIG.cTransformInfo");
-static_assert(offsetof(CRYPT_XML_TRANSFORM_CHAIN_CONFIG, rgpTransformInfo) == 8, "CRYPT_XML_TRANSFORM_CHAIN_CONFIG.rgpTransformInfo");
+static_assert(offsetof(CRYPT_XML_TRANSFORM_CHAIN_CONFIG, cTransformInfo) == 4,
+              "CRYPT_XML_TRANSFORM_CHAIN_CONFIG.cTransformInfo");
+static_assert(offsetof(CRYPT_XML_TRANSFORM_CHAIN_CONFIG, rgpTransformInfo) == 8,
+              "CRYPT_XML_TRANSFORM_CHAIN_CONFIG.rgpTransformInfo");
 
 static_assert(sizeof(CRYPT_XML_ISSUER_SERIAL) == 16, "CRYPT_XML_ISSUER_SERIAL size");
 static_assert(offsetof(CRYPT_XML_ISSUER_SERIAL, wszIssuer) == 0, "CRYPT_XML_ISSUER_SERIAL.wszIssuer");
@@ -97,10 +100,12 @@ static_assert(offsetof(CRYPT_XML_KEY_RSA_KEY_VALUE, Modulus) == 0, "CRYPT_XML_KE
 static_assert(offsetof(CRYPT_XML_KEY_RSA_KEY_VALUE, Exponent) == 16, "CRYPT_XML_KEY_RSA_KEY_VALUE.Exponent");
 
 static_assert(sizeof(CRYPT_XML_KEY_ECDSA_KEY_VALUE) == 56, "CRYPT_XML_KEY_ECDSA_KEY_VALUE size");
-static_assert(offsetof(CRYPT_XML_KEY_ECDSA_KEY_VALUE, wszNamedCurve) == 0, "CRYPT_XML_KEY_ECDSA_KEY_VALUE.wszNamedCurve");
+static_assert(offsetof(CRYPT_XML_KEY_ECDSA_KEY_VALUE, wszNamedCurve) == 0,
+              "CRYPT_XML_KEY_ECDSA_KEY_VALUE.wszNamedCurve");
 static_assert(offsetof(CRYPT_XML_KEY_ECDSA_KEY_VALUE, X) == 8, "CRYPT_XML_KEY_ECDSA_KEY_VALUE.X");
 static_assert(offsetof(CRYPT_XML_KEY_ECDSA_KEY_VALUE, Y) == 24, "CRYPT_XML_KEY_ECDSA_KEY_VALUE.Y");
-static_assert(offsetof(CRYPT_XML_KEY_ECDSA_KEY_VALUE, ExplicitPara) == 40, "CRYPT_XML_KEY_ECDSA_KEY_VALUE.ExplicitPara");
+static_assert(offsetof(CRYPT_XML_KEY_ECDSA_KEY_VALUE, ExplicitPara) == 40,
+              "CRYPT_XML_KEY_ECDSA_KEY_VALUE.ExplicitPara");
 
 static_assert(sizeof(CRYPT_XML_KEY_VALUE) == 120, "CRYPT_XML_KEY_VALUE size");
 static_assert(offsetof(CRYPT_XML_KEY_VALUE, dwType) == 0, "CRYPT_XML_KEY_VALUE.dwType");
@@ -184,14 +189,22 @@ static_assert(offsetof(CRYPT_XML_DOC_CTXT, rgpSignature) == 32, "CRYPT_XML_DOC_C
 
 static_assert(sizeof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE) == 72, "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE size");
 static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, cbSize) == 0, "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.cbSize");
-static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlEncodeAlgorithm) == 8, "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlEncodeAlgorithm");
-static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlCreateDigest) == 16, "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlCreateDigest");
-static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlDigestData) == 24, "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlDigestData");
-static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlFinalizeDigest) == 32, "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlFinalizeDigest");
-static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlCloseDigest) == 40, "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlCloseDigest");
-static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlSignData) == 48, "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlSignData");
-static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlVerifySignature) == 56, "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlVerifySignature");
-static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlGetAlgorithmInfo) == 64, "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlGetAlgorithmInfo");
+static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlEncodeAlgorithm) == 8,
+              "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlEncodeAlgorithm");
+static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlCreateDigest) == 16,
+              "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlCreateDigest");
+static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlDigestData) == 24,
+              "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlDigestData");
+static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlFinalizeDigest) == 32,
+              "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlFinalizeDigest");
+static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlCloseDigest) == 40,
+              "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlCloseDigest");
+static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlSignData) == 48,
+              "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlSignData");
+static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlVerifySignature) == 56,
+              "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlVerifySignature");
+static_assert(offsetof(CRYPT_XML_CRYPTOGRAPHIC_INTERFACE, fpCryptXmlGetAlgorithmInfo) == 64,
+              "CRYPT_XML_CRYPTOGRAPHIC_INTERFACE.fpCryptXmlGetAlgorithmInfo");
 
 static_assert(CRYPT_XML_STATUS_ERROR_NOT_RESOLVED == 0x1 && CRYPT_XML_STATUS_ERROR_DIGEST_INVALID == 0x2 &&
                   CRYPT_XML_STATUS_ERROR_NOT_SUPPORTED_ALGORITHM == 0x4 &&

@@ -5,16 +5,10 @@
 
 extern "C" {
 
-HRESULT WINAPI CryptXmlEnableRedirection(BOOL fEnable) {
-    return redirect::Enable(fEnable);
-}
+HRESULT WINAPI CryptXmlEnableRedirection(BOOL fEnable) { return redirect::Enable(fEnable); }
 
-HRESULT WINAPI CryptXmlRedirectionIsAvailable(void) {
-    return redirect::IsAvailable();
-}
+HRESULT WINAPI CryptXmlRedirectionIsAvailable(void) { return redirect::IsAvailable(); }
 
-HRESULT WINAPI CryptXmlRedirectionIsEnabled(void) {
-    return redirect::IsEnabled();
-}
+HRESULT WINAPI CryptXmlRedirectionIsEnabled(void) { return redirect::IsEnabled(); }
 
 }  // extern "C"

@@ -55,8 +55,7 @@ bool IsOpenedToEncode(const CRYPT_XML_STATUS& status) {
 
 extern "C" {
 
-HRESULT WINAPI CryptXmlVerifySignatureCAPI(HCRYPTXML hSignature, HCRYPTPROV hProv, HCRYPTKEY hKey,
-                                           DWORD /*dwFlags*/) {
+HRESULT WINAPI CryptXmlVerifySignatureCAPI(HCRYPTXML hSignature, HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD /*dwFlags*/) {
     // The platform library has no CryptoAPI verification to forward to.
     if (redirect::IsEnabled() == S_OK) return E_FAIL;
     return frame::Run(kVerifyCapi, [&]() -> HRESULT {
@@ -73,7 +72,8 @@ HRESULT WINAPI CryptXmlVerifySignatureCAPI(HCRYPTXML hSignature, HCRYPTPROV hPro
 
 HRESULT WINAPI CryptXmlVerifySignature(HCRYPTXML hSignature, BCRYPT_KEY_HANDLE hKey, DWORD dwFlags) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlVerifySignature)>(redirect::kVerifySignature, hSignature, hKey, dwFlags);
+        return redirect::Forward<decltype(&CryptXmlVerifySignature)>(redirect::kVerifySignature, hSignature, hKey,
+                                                                     dwFlags);
     }
     // CNG keys are not offered; without a key the signature's own is used.
     if (hKey != nullptr) return E_NOTIMPL;
@@ -82,7 +82,8 @@ HRESULT WINAPI CryptXmlVerifySignature(HCRYPTXML hSignature, BCRYPT_KEY_HANDLE h
 
 HRESULT WINAPI CryptXmlSetHMACSecret(HCRYPTXML hSignature, const BYTE* pbSecret, ULONG cbSecret) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlSetHMACSecret)>(redirect::kSetHMACSecret, hSignature, pbSecret, cbSecret);
+        return redirect::Forward<decltype(&CryptXmlSetHMACSecret)>(redirect::kSetHMACSecret, hSignature, pbSecret,
+                                                                   cbSecret);
     }
     static const char* const kExport = "CryptXmlSetHMACSecret";
     return frame::RunNarrow<true>(kExport, [&]() -> HRESULT {
@@ -98,7 +99,8 @@ HRESULT WINAPI CryptXmlSetHMACSecret(HCRYPTXML hSignature, const BYTE* pbSecret,
 
 HRESULT WINAPI CryptXmlDigestReference(HCRYPTXML hReference, DWORD dwFlags, CRYPT_XML_DATA_PROVIDER* pDataProviderIn) {
     if (redirect::IsEnabled() == S_OK) {
-        return redirect::Forward<decltype(&CryptXmlDigestReference)>(redirect::kDigestReference, hReference, dwFlags, pDataProviderIn);
+        return redirect::Forward<decltype(&CryptXmlDigestReference)>(redirect::kDigestReference, hReference, dwFlags,
+                                                                     pDataProviderIn);
     }
     static const char* const kExport = "CryptXmlDigestReference";
     if (hReference == nullptr || pDataProviderIn == nullptr) {

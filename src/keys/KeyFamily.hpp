@@ -21,7 +21,7 @@ namespace keys {
 struct SigningRequest {
     HCRYPTPROV prov;
     DWORD keySpec;
-    unsigned hashType;  // XSECCryptoHash::HashType of the signature method
+    unsigned hashType;   // XSECCryptoHash::HashType of the signature method
     const BYTE* secret;  // the borrowed HMAC secret, or null
     ULONG secretLength;
 };
@@ -72,8 +72,7 @@ public:
     virtual std::unique_ptr<XSECCryptoKey> WrapKey(HCRYPTPROV prov, HCRYPTKEY key) const;
 
     // Decoding: a KeyValue item (one HoldsKeyInfoType accepted) as CRYPT_XML_KEY_VALUE.
-    virtual void PublishKeyValue(const DSIGKeyInfo& item, CRYPT_XML_CHARSET charset,
-                                 KeyValueStructWrap& out) const;
+    virtual void PublishKeyValue(const DSIGKeyInfo& item, CRYPT_XML_CHARSET charset, KeyValueStructWrap& out) const;
 
     // Import of a CRYPT_XML_KEY_VALUE (one HoldsKeyValueType accepted). Throws; the
     // failure text is traced under ImportRoutine(). The out values are set as the

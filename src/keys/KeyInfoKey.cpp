@@ -31,7 +31,8 @@ Certificates DecodeCertificates(const CRYPT_XML_KEY_INFO& keyInfo) {
         for (UINT j = 0; j < data.cX509Data; ++j) {
             const CRYPT_XML_X509DATA_ITEM& item = data.rgX509Data[j];
             if (item.dwType != CRYPT_XML_X509DATA_TYPE_CERTIFICATE) continue;
-            crypto::CertHandle cert(CertCreateCertificateContext(kEncoding, item.Certificate.pbData, item.Certificate.cbData));
+            crypto::CertHandle cert(
+                CertCreateCertificateContext(kEncoding, item.Certificate.pbData, item.Certificate.cbData));
             if (cert) certs.push_back(std::move(cert));
         }
     }
@@ -48,7 +49,8 @@ bool Issued(PCCERT_CONTEXT issuer, PCCERT_CONTEXT subject) {
 PCCERT_CONTEXT SignerOf(const Certificates& certs) {
     for (const crypto::CertHandle& candidate : certs) {
         bool issuesAnother = false;
-        for (const crypto::CertHandle& other : certs) issuesAnother = issuesAnother || Issued(candidate.get(), other.get());
+        for (const crypto::CertHandle& other : certs)
+            issuesAnother = issuesAnother || Issued(candidate.get(), other.get());
         if (!issuesAnother) return candidate.get();
     }
     return certs.front().get();

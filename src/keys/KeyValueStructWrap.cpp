@@ -16,7 +16,8 @@ CRYPT_XML_DATA_BLOB BlobOf(std::vector<BYTE>& bytes) noexcept {
 
 // Empty text stays an empty value; non-empty text must decode to something.
 std::vector<BYTE> DecodeDsaPart(const wchar_t* text) {
-    return *text == L'\0' ? std::vector<BYTE>() : base64::DecodeRequired("KeyValueStructWrap::SetDsaKey", text, kNoBytes);
+    return *text == L'\0' ? std::vector<BYTE>()
+                          : base64::DecodeRequired("KeyValueStructWrap::SetDsaKey", text, kNoBytes);
 }
 
 }  // namespace

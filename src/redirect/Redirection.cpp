@@ -14,12 +14,24 @@ namespace {
 constexpr char kEnsureLoaded[] = "EnsureMsCryptXmlLoaded";
 
 constexpr std::array<const char*, kEntryCount> kNames = {
-    "CryptXmlOpenToEncode",      "CryptXmlCreateReference", "CryptXmlSign",
-    "CryptXmlClose",             "CryptXmlGetStatus",       "CryptXmlEncode",
-    "CryptXmlOpenToDecode",      "CryptXmlGetSignature",    "CryptXmlGetReference",
-    "CryptXmlGetDocContext",     "CryptXmlVerifySignature", "CryptXmlFindAlgorithmInfo",
-    "CryptXmlImportPublicKey",   "CryptXmlDigestReference", "CryptXmlEnumAlgorithmInfo",
-    "CryptXmlGetAlgorithmInfo",  "CryptXmlSetHMACSecret",   "CryptXmlAddObject",
+    "CryptXmlOpenToEncode",
+    "CryptXmlCreateReference",
+    "CryptXmlSign",
+    "CryptXmlClose",
+    "CryptXmlGetStatus",
+    "CryptXmlEncode",
+    "CryptXmlOpenToDecode",
+    "CryptXmlGetSignature",
+    "CryptXmlGetReference",
+    "CryptXmlGetDocContext",
+    "CryptXmlVerifySignature",
+    "CryptXmlFindAlgorithmInfo",
+    "CryptXmlImportPublicKey",
+    "CryptXmlDigestReference",
+    "CryptXmlEnumAlgorithmInfo",
+    "CryptXmlGetAlgorithmInfo",
+    "CryptXmlSetHMACSecret",
+    "CryptXmlAddObject",
     "CryptXmlGetTransforms",
 };
 
@@ -43,9 +55,7 @@ bool LookUpEntryPoints(HMODULE module) noexcept {
 
 }  // namespace
 
-const char* NameOf(Entry entry) noexcept {
-    return entry >= 0 && entry < kEntryCount ? kNames[entry] : "";
-}
+const char* NameOf(Entry entry) noexcept { return entry >= 0 && entry < kEntryCount ? kNames[entry] : ""; }
 
 HRESULT EnsureMsCryptXmlLoaded() noexcept {
     std::lock_guard<RecursiveLock> guard(loaderLock);

@@ -31,9 +31,7 @@ constexpr wchar_t kC14nComments[] = L"http://www.w3.org/TR/2001/REC-xml-c14n-200
 constexpr wchar_t kExcC14n[] = L"http://www.w3.org/2001/10/xml-exc-c14n#";
 constexpr wchar_t kExcC14nComments[] = L"http://www.w3.org/2001/10/xml-exc-c14n#WithComments";
 
-bool Is(const wchar_t* uri, const wchar_t* known) {
-    return std::wcscmp(uri, known) == 0;
-}
+bool Is(const wchar_t* uri, const wchar_t* known) { return std::wcscmp(uri, known) == 0; }
 
 // Thrown (and caught below) when the URI names nothing the factory builds.
 struct Unsupported {};

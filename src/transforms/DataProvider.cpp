@@ -29,7 +29,8 @@ void AppendRead(std::vector<BYTE>& out, const std::vector<BYTE>& chunk, ULONG cb
 }  // namespace
 
 void ReadDataFromProvider(const CRYPT_XML_DATA_PROVIDER& provider, std::vector<BYTE>& out) {
-    if (provider.pfnClose == nullptr || provider.pfnRead == nullptr) errors::Raise<hr::kInvalidArg>("ReadDataFromProvider");
+    if (provider.pfnClose == nullptr || provider.pfnRead == nullptr)
+        errors::Raise<hr::kInvalidArg>("ReadDataFromProvider");
     out.clear();
     try {
         std::vector<BYTE> chunk(ChunkSizeOf(provider), 0);

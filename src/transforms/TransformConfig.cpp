@@ -46,8 +46,6 @@ const CRYPT_XML_TRANSFORM_CHAIN_CONFIG kConfig = {
 
 }  // namespace
 
-const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* GetConfig() noexcept {
-    return &kConfig;
-}
+const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* GetConfig() noexcept { return &kConfig; }
 
 }  // namespace transforms

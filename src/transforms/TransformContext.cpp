@@ -6,7 +6,8 @@
 
 TransformContext::TransformContext(xercesc::XercesDOMParser* parser, TXFMChain* chain)
     : parser_(parser), chainTfm_(chain) {
-    if (parser_ == nullptr || chainTfm_ == nullptr) errors::Raise<hr::kInvalidArg>("TransformContext::TransformContext");
+    if (parser_ == nullptr || chainTfm_ == nullptr)
+        errors::Raise<hr::kInvalidArg>("TransformContext::TransformContext");
 }
 
 ULONG TransformContext::ReadBytes(BYTE* buffer, ULONG count) {

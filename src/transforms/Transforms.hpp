@@ -26,5 +26,4 @@ HRESULT CALLBACK CreateTransform(const CRYPT_XML_ALGORITHM* pTransform, CRYPT_XM
 HRESULT CALLBACK CanonReadProc(void* pvCallbackState, BYTE* pbData, ULONG cbData, ULONG* pcbRead);
 HRESULT CALLBACK CanonCloseProc(void* pvCallbackState);
 
-
 }  // namespace transforms

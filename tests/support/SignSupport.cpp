@@ -54,8 +54,8 @@ HCRYPTXML NewSig::Ref(const wchar_t* uri, const std::vector<const wchar_t*>& tra
 }
 
 HRESULT NewSig::SignHmac(const std::string& secret, const wchar_t* method) {
-    const HRESULT set = dll().SetHMACSecret(h_, reinterpret_cast<const BYTE*>(secret.data()),
-                                            static_cast<ULONG>(secret.size()));
+    const HRESULT set =
+        dll().SetHMACSecret(h_, reinterpret_cast<const BYTE*>(secret.data()), static_cast<ULONG>(secret.size()));
     if (set != S_OK) return set;
     return SignWith(0, 0, method);
 }
@@ -100,8 +100,8 @@ bool OpenNew(DWORD provType, const std::wstring& name, HCRYPTPROV* prov) {
 // Opens xml, runs `verify` on its first signature after feeding the external data, and
 // reads the statuses.
 template <class VerifyFn>
-Verified Check(const std::string& xml, const std::vector<std::pair<std::wstring, std::string>>& external,
-               DWORD charset, VerifyFn&& verify) {
+Verified Check(const std::string& xml, const std::vector<std::pair<std::wstring, std::string>>& external, DWORD charset,
+               VerifyFn&& verify) {
     Verified out;
     HCRYPTXML doc = nullptr;
     const CRYPT_XML_BLOB blob = Blob(xml, charset);
@@ -152,8 +152,7 @@ Container::Container(DWORD provType, const wchar_t* name, DWORD keySpec, ALG_ID 
     Fill([&](HCRYPTKEY* key) { return CryptGenKey(prov_, algId != 0 ? algId : keySpec, keyFlags, key) != FALSE; });
 }
 
-Container::Container(DWORD provType, const wchar_t* name, const Bytes& privateBlob)
-    : provType_(provType), name_(name) {
+Container::Container(DWORD provType, const wchar_t* name, const Bytes& privateBlob) : provType_(provType), name_(name) {
     Fill([&](HCRYPTKEY* key) {
         return CryptImportKey(prov_, privateBlob.data(), static_cast<DWORD>(privateBlob.size()), 0, 0, key) != FALSE;
     });

@@ -6,13 +6,13 @@
 namespace testing_support {
 
 struct SigParts {
-    std::string id;                 // Id attribute of Signature ("" = none)
+    std::string id;  // Id attribute of Signature ("" = none)
     std::string canonicalization = "http://www.w3.org/TR/2001/REC-xml-c14n-20010315";
     std::string signatureMethod = "http://www.w3.org/2000/09/xmldsig#rsa-sha1";
     std::string references = Reference("#obj1");
     std::string signatureValue = "c2lnbmF0dXJlIGJ5dGVz";  // "signature bytes"
     bool withSignatureValue = true;
-    std::string keyInfo;            // whole KeyInfo element, or ""
+    std::string keyInfo;  // whole KeyInfo element, or ""
     std::string objects = "<Object Id=\"obj1\">payload</Object>";
 
     static std::string Reference(const std::string& uri, const std::string& transforms = "",

@@ -34,8 +34,9 @@ public:
         if (found == data_.end()) return nullptr;
         static const XMLByte kNothing = 0;
         const std::string& bytes = found->second;
-        return new xercesc::BinMemInputStream(bytes.empty() ? &kNothing : reinterpret_cast<const XMLByte*>(bytes.data()),
-                                              bytes.size(), xercesc::BinMemInputStream::BufOpt_Copy);
+        return new xercesc::BinMemInputStream(
+            bytes.empty() ? &kNothing : reinterpret_cast<const XMLByte*>(bytes.data()), bytes.size(),
+            xercesc::BinMemInputStream::BufOpt_Copy);
     }
     void setBaseURI(const XMLCh*) override {}
     XSECURIResolver* clone() override { return new MapResolver(data_); }
@@ -87,7 +88,8 @@ inline std::vector<BYTE> HmacSha256(const std::string& secret, const std::string
     std::unique_ptr<XSECCryptoHash> hmac(XSECPlatformUtils::g_cryptoProvider->HMAC(XSECCryptoHash::HASH_SHA256));
     std::unique_ptr<WinCAPICryptoKeyHMAC> key(HmacKey(secret));
     hmac->setKey(key.get());
-    hmac->hash(reinterpret_cast<unsigned char*>(const_cast<char*>(data.data())), static_cast<unsigned int>(data.size()));
+    hmac->hash(reinterpret_cast<unsigned char*>(const_cast<char*>(data.data())),
+               static_cast<unsigned int>(data.size()));
     unsigned char mac[64];
     const unsigned int length = hmac->finish(mac, sizeof mac);
     return std::vector<BYTE>(mac, mac + length);
@@ -108,9 +110,10 @@ inline std::string HandSignedHmac(const std::string& secret, const std::string& 
     const std::string outputLength =
         cut.bits != 0 ? "<HMACOutputLength>" + std::to_string(cut.bits) + "</HMACOutputLength>" : "";
     const std::string inner =
-        "<CanonicalizationMethod Algorithm=\"http://www.w3.org/TR/2001/REC-xml-c14n-20010315\"></CanonicalizationMethod>"
-        "<SignatureMethod Algorithm=\"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256\">" + outputLength +
-        "</SignatureMethod>" + references;
+        "<CanonicalizationMethod "
+        "Algorithm=\"http://www.w3.org/TR/2001/REC-xml-c14n-20010315\"></CanonicalizationMethod>"
+        "<SignatureMethod Algorithm=\"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256\">" +
+        outputLength + "</SignatureMethod>" + references;
     const std::string canonical = "<SignedInfo xmlns=\"http://www.w3.org/2000/09/xmldsig#\">" + inner + "</SignedInfo>";
     std::vector<BYTE> mac = HmacSha256(secret, canonical);
     if (cut.bits != 0) {
@@ -120,14 +123,15 @@ inline std::string HandSignedHmac(const std::string& secret, const std::string& 
     std::string value;
     base64::BinToBase64(mac, value);
     std::string doc = kPayload;
-    doc.insert(doc.rfind("</Document>"), "<Signature xmlns=\"http://www.w3.org/2000/09/xmldsig#\"><SignedInfo>" + inner +
-                                             "</SignedInfo><SignatureValue>" + value + "</SignatureValue>" + objects +
-                                             "</Signature>");
+    doc.insert(doc.rfind("</Document>"), "<Signature xmlns=\"http://www.w3.org/2000/09/xmldsig#\"><SignedInfo>" +
+                                             inner + "</SignedInfo><SignatureValue>" + value + "</SignatureValue>" +
+                                             objects + "</Signature>");
     return doc;
 }
 
 // The document with the first `from` after `anchor` replaced by `to`.
-inline std::string Replaced(std::string xml, const std::string& anchor, const std::string& from, const std::string& to) {
+inline std::string Replaced(std::string xml, const std::string& anchor, const std::string& from,
+                            const std::string& to) {
     const size_t at = xml.find(from, xml.find(anchor));
     if (at == std::string::npos) throw std::runtime_error("Replaced: " + from + " not found after " + anchor);
     return xml.replace(at, from.size(), to);

@@ -20,11 +20,11 @@ inline const testing_support::CryptXmlDll& dll() { return testing_support::Crypt
 // bytes (and never more than asked for) and records how it was used.
 struct MemorySource {
     std::string data;
-    size_t piece = 0;            // 0: as much as asked for
+    size_t piece = 0;  // 0: as much as asked for
     size_t pos = 0;
     int readsBeforeFailure = -1;  // the read with this index fails (-1: none)
     HRESULT failure = E_FAIL;
-    std::vector<ULONG> asked;     // cbData of every read
+    std::vector<ULONG> asked;  // cbData of every read
     int closes = 0;
 
     static HRESULT CALLBACK Read(void* state, BYTE* pb, ULONG cb, ULONG* pcbRead) {

@@ -36,21 +36,22 @@ std::string Document(size_t targetBytes) {
     const std::string row = "<Item n=\"0123456789\">lorem ipsum dolor sit amet, consectetur adipiscing elit</Item>\n";
     const size_t overhead = 2600;
     while (doc.size() + overhead < targetBytes) doc += row;
-    doc += "</Body><Extra Id=\"extra\">x</Extra>"
-           "<ds:Signature xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\" Id=\"sig\">"
-           "<ds:SignedInfo>"
-           "<ds:CanonicalizationMethod Algorithm=\"http://www.w3.org/TR/2001/REC-xml-c14n-20010315\"/>"
-           "<ds:SignatureMethod Algorithm=\"http://www.w3.org/2000/09/xmldsig#rsa-sha1\"/>"
-           "<ds:Reference URI=\"#body\"><ds:Transforms>"
-           "<ds:Transform Algorithm=\"http://www.w3.org/2001/10/xml-exc-c14n#\"/></ds:Transforms>"
-           "<ds:DigestMethod Algorithm=\"http://www.w3.org/2000/09/xmldsig#sha1\"/>"
-           "<ds:DigestValue>AAECAwQFBgcICQoLDA0ODxAREhM=</ds:DigestValue></ds:Reference>"
-           "<ds:Reference URI=\"\"><ds:Transforms>"
-           "<ds:Transform Algorithm=\"http://www.w3.org/2000/09/xmldsig#enveloped-signature\"/></ds:Transforms>"
-           "<ds:DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"/>"
-           "<ds:DigestValue>AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8=</ds:DigestValue></ds:Reference>"
-           "</ds:SignedInfo>"
-           "<ds:SignatureValue>";
+    doc +=
+        "</Body><Extra Id=\"extra\">x</Extra>"
+        "<ds:Signature xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\" Id=\"sig\">"
+        "<ds:SignedInfo>"
+        "<ds:CanonicalizationMethod Algorithm=\"http://www.w3.org/TR/2001/REC-xml-c14n-20010315\"/>"
+        "<ds:SignatureMethod Algorithm=\"http://www.w3.org/2000/09/xmldsig#rsa-sha1\"/>"
+        "<ds:Reference URI=\"#body\"><ds:Transforms>"
+        "<ds:Transform Algorithm=\"http://www.w3.org/2001/10/xml-exc-c14n#\"/></ds:Transforms>"
+        "<ds:DigestMethod Algorithm=\"http://www.w3.org/2000/09/xmldsig#sha1\"/>"
+        "<ds:DigestValue>AAECAwQFBgcICQoLDA0ODxAREhM=</ds:DigestValue></ds:Reference>"
+        "<ds:Reference URI=\"\"><ds:Transforms>"
+        "<ds:Transform Algorithm=\"http://www.w3.org/2000/09/xmldsig#enveloped-signature\"/></ds:Transforms>"
+        "<ds:DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"/>"
+        "<ds:DigestValue>AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8=</ds:DigestValue></ds:Reference>"
+        "</ds:SignedInfo>"
+        "<ds:SignatureValue>";
     for (int i = 0; i < 32; ++i) doc += "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8g";
     doc += "</ds:SignatureValue><ds:KeyInfo><ds:X509Data><ds:X509Certificate>" + CertificateBase64() +
            "</ds:X509Certificate></ds:X509Data></ds:KeyInfo></ds:Signature></Envelope>";

@@ -131,11 +131,13 @@ bool SignOnce(const Case& c, const Keys& keys, std::string& out) {
     if (ok) {
         const HCRYPTPROV prov = hmac ? 0 : keys.rsa->prov();
         const DWORD spec = hmac ? 0 : keys.rsa->keySpec();
-        ok = SUCCEEDED(Report("CryptXmlSign", CryptXmlSign(sig, prov, spec, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr,
-                                                           &method, &c14n)));
+        ok = SUCCEEDED(Report("CryptXmlSign",
+                              CryptXmlSign(sig, prov, spec, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, &method, &c14n)));
     }
     out.clear();
-    if (ok) ok = SUCCEEDED(Report("CryptXmlEncode", CryptXmlEncode(sig, CRYPT_XML_CHARSET_UTF8, nullptr, 0, &out, Collect)));
+    if (ok)
+        ok =
+            SUCCEEDED(Report("CryptXmlEncode", CryptXmlEncode(sig, CRYPT_XML_CHARSET_UTF8, nullptr, 0, &out, Collect)));
     CryptXmlClose(sig);
     return ok && !out.empty();
 }

@@ -28,8 +28,9 @@ std::string Document(size_t targetBytes) {
     std::string doc = "<?xml version=\"1.0\"?>\n<Envelope xmlns=\"urn:bench\" xmlns:x=\"urn:unused\"><Body>";
     const std::string row = "<Item n=\"0123456789\" a=\"b\">lorem ipsum &amp; dolor sit amet</Item>\n";
     while (doc.size() + 400 < targetBytes) doc += row;
-    return doc + "</Body><ds:Signature xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\"><ds:SignedInfo/>"
-                 "<ds:SignatureValue>AAAA</ds:SignatureValue></ds:Signature></Envelope>";
+    return doc +
+           "</Body><ds:Signature xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\"><ds:SignedInfo/>"
+           "<ds:SignatureValue>AAAA</ds:SignatureValue></ds:Signature></Envelope>";
 }
 
 struct Source {
@@ -103,7 +104,8 @@ int main(int argc, char** argv) {
             Measure(what, seconds, doc.size() / 1048576.0, [&] { return TransformOnce(factory, m.uri, doc) != 0; });
         }
     }
-    Measure("CryptXmlGetStatus(NULL, NULL)", seconds, 0, [] { return CryptXmlGetStatus(nullptr, nullptr) == E_INVALIDARG; });
+    Measure("CryptXmlGetStatus(NULL, NULL)", seconds, 0,
+            [] { return CryptXmlGetStatus(nullptr, nullptr) == E_INVALIDARG; });
     Measure("CryptXmlRedirectionIsEnabled()", seconds, 0, [] { return CryptXmlRedirectionIsEnabled() == S_FALSE; });
     return 0;
 }

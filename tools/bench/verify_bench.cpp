@@ -113,15 +113,15 @@ bool ImportFromKeyValue(const std::string& xml, VerifyKey& out) {
 
 // GOST: the certificate's public key, into the software GOST provider.
 bool ImportFromCertificate(const std::string& der, VerifyKey& out) {
-    PCCERT_CONTEXT cert = CertCreateCertificateContext(
-        X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(der.data()), static_cast<DWORD>(der.size()));
+    PCCERT_CONTEXT cert = CertCreateCertificateContext(X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(der.data()),
+                                                       static_cast<DWORD>(der.size()));
     if (cert == nullptr) {
         PrintHr("CertCreateCertificateContext", HRESULT_FROM_WIN32(GetLastError()));
         return false;
     }
     bool ok = CryptAcquireContextW(out.provSlot(), nullptr, nullptr, kGostProviderType, CRYPT_VERIFYCONTEXT) &&
-              CryptImportPublicKeyInfoEx(out.prov(), X509_ASN_ENCODING, &cert->pCertInfo->SubjectPublicKeyInfo, 0,
-                                         0, nullptr, out.keySlot());
+              CryptImportPublicKeyInfoEx(out.prov(), X509_ASN_ENCODING, &cert->pCertInfo->SubjectPublicKeyInfo, 0, 0,
+                                         nullptr, out.keySlot());
     if (!ok) PrintHr("GOST key import (type 75)", HRESULT_FROM_WIN32(GetLastError()));
     CertFreeCertificateContext(cert);
     return ok;

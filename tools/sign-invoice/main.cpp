@@ -161,8 +161,8 @@ bool Sign(HCRYPTPROV prov, std::string& signedXml) {
     }
     const CRYPT_XML_ALGORITHM method = {sizeof(CRYPT_XML_ALGORITHM), kSignatureMethod, {}};
     const CRYPT_XML_ALGORITHM c14n = {sizeof(CRYPT_XML_ALGORITHM), kExcC14n, {}};
-    if (!Check(CryptXmlSign(sig.h, prov, AT_SIGNATURE, CRYPT_XML_SIGN_ADD_KEYVALUE, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr,
-                            &method, &c14n),
+    if (!Check(CryptXmlSign(sig.h, prov, AT_SIGNATURE, CRYPT_XML_SIGN_ADD_KEYVALUE, CRYPT_XML_KEYINFO_SPEC_NONE,
+                            nullptr, &method, &c14n),
                "CryptXmlSign")) {
         return false;
     }
@@ -189,9 +189,10 @@ bool Verify(HCRYPTPROV prov, const std::string& xml) {
                 static_cast<unsigned long>(verified));
     CRYPT_XML_STATUS status = {sizeof(CRYPT_XML_STATUS), 0, 0};
     CryptXmlGetStatus(sig->hSignature, &status);
-    std::printf("Signature %s, %s:\n  %s\n", Utf8(sig->wszId).c_str(), Utf8(sig->SignedInfo.SignatureMethod.wszAlgorithm).c_str(),
-                Words(status).c_str());
-    bool allGood = verified == S_OK && status.dwErrorStatus == 0 && (status.dwInfoStatus & CRYPT_XML_STATUS_DIGEST_VALID);
+    std::printf("Signature %s, %s:\n  %s\n", Utf8(sig->wszId).c_str(),
+                Utf8(sig->SignedInfo.SignatureMethod.wszAlgorithm).c_str(), Words(status).c_str());
+    bool allGood =
+        verified == S_OK && status.dwErrorStatus == 0 && (status.dwInfoStatus & CRYPT_XML_STATUS_DIGEST_VALID);
     for (ULONG i = 0; i < sig->SignedInfo.cReference; ++i) {
         const CRYPT_XML_REFERENCE* ref = sig->SignedInfo.rgpReference[i];
         CRYPT_XML_STATUS refStatus = {sizeof(CRYPT_XML_STATUS), 0, 0};
@@ -210,9 +211,10 @@ int main(int argc, char** argv) {
     const char* outPath = argc > 1 ? argv[1] : "signed-invoice.xml";
     GostContainer container;
     if (container.prov() == 0) {
-        std::printf("No GOST key: CryptoAPI provider type 75 answered 0x%08lX (register a GOST provider, e.g. "
-                    "tools/softgost-csp/register.sh)\n",
-                    static_cast<unsigned long>(container.error()));
+        std::printf(
+            "No GOST key: CryptoAPI provider type 75 answered 0x%08lX (register a GOST provider, e.g. "
+            "tools/softgost-csp/register.sh)\n",
+            static_cast<unsigned long>(container.error()));
         return 1;
     }
     std::printf("Signing key: container \"%s\" of provider type 75%s\n", Utf8(kContainer).c_str(),

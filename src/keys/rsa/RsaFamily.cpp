@@ -20,9 +20,9 @@ namespace {
 
 constexpr DWORD kContainerNameMax = 1000;
 
-const capiKeyValueImport::Kind kImportTexts = {
-    "keyValue.RSAKeyValue.", "keyValue.RSAKeyValue. CRYPT_XML_BLOB_MAX exceeded.",
-    "CryptAcquireContext(PROV_RSA_FULL, CRYPT_VERIFYCONTEXT) failed."};
+const capiKeyValueImport::Kind kImportTexts = {"keyValue.RSAKeyValue.",
+                                               "keyValue.RSAKeyValue. CRYPT_XML_BLOB_MAX exceeded.",
+                                               "CryptAcquireContext(PROV_RSA_FULL, CRYPT_VERIFYCONTEXT) failed."};
 
 bool IsSha2(unsigned hashType) {
     return hashType == XSECCryptoHash::HASH_SHA256 || hashType == XSECCryptoHash::HASH_SHA384 ||
@@ -96,9 +96,8 @@ public:
                 capiKeyValueImport::LoadBase64(rsa.Exponent, [&](const char* b64, unsigned int n) {
                     key.loadPublicExponentBase64BigNums(b64, n);
                 });
-                capiKeyValueImport::LoadBase64(rsa.Modulus, [&](const char* b64, unsigned int n) {
-                    key.loadPublicModulusBase64BigNums(b64, n);
-                });
+                capiKeyValueImport::LoadBase64(
+                    rsa.Modulus, [&](const char* b64, unsigned int n) { key.loadPublicModulusBase64BigNums(b64, n); });
                 return CryptDuplicateKey(key.importKey(), nullptr, 0, duplicate.put()) ? duplicate.get() : 0;
             },
             phProv, phKey);

@@ -63,7 +63,8 @@ std::string Hex(HRESULT hr) {
 
 Bytes FromHex(const std::string& hex) {
     Bytes out;
-    for (size_t i = 0; i + 1 < hex.size(); i += 2) out.push_back(static_cast<unsigned char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+    for (size_t i = 0; i + 1 < hex.size(); i += 2)
+        out.push_back(static_cast<unsigned char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
     return out;
 }
 
@@ -276,7 +277,8 @@ public:
 
     void Blob(const std::string& where, const Bytes& expected, ULONG cb, const BYTE* pb) {
         if (cb != expected.size() || (cb != 0 && (pb == nullptr || std::memcmp(pb, expected.data(), cb) != 0))) {
-            Fail(where, "bytes differ (expected " + std::to_string(expected.size()) + " bytes, got " + std::to_string(cb) + ")");
+            Fail(where, "bytes differ (expected " + std::to_string(expected.size()) + " bytes, got " +
+                            std::to_string(cb) + ")");
         }
     }
 
@@ -292,12 +294,14 @@ public:
             le += c, le += '\0';
             be += '\0', be += c;
         }
-        if (hay.find(ascii) == std::string::npos && hay.find(le) == std::string::npos && hay.find(be) == std::string::npos) {
+        if (hay.find(ascii) == std::string::npos && hay.find(le) == std::string::npos &&
+            hay.find(be) == std::string::npos) {
             Fail(where, "serialised element does not contain \"" + ascii + "\"");
         }
     }
 
-    void Reference(const std::string& where, const ExpRef& e, const CRYPT_XML_REFERENCE* r, const testing_support::CryptXmlDll& api) {
+    void Reference(const std::string& where, const ExpRef& e, const CRYPT_XML_REFERENCE* r,
+                   const testing_support::CryptXmlDll& api) {
         if (r == nullptr) {
             Fail(where, "NULL reference");
             return;
@@ -308,7 +312,8 @@ public:
         Str(where + " DigestMethod", e.digestMethod, r->DigestMethod.wszAlgorithm);
         Blob(where + " DigestValue", e.digest, r->DigestValue.cbData, r->DigestValue.pbData);
         if (r->cTransform != e.transforms.size()) {
-            Fail(where, "cTransform " + std::to_string(r->cTransform) + ", expected " + std::to_string(e.transforms.size()));
+            Fail(where,
+                 "cTransform " + std::to_string(r->cTransform) + ", expected " + std::to_string(e.transforms.size()));
         } else {
             for (size_t i = 0; i < e.transforms.size(); ++i) {
                 const CRYPT_XML_ALGORITHM& t = r->rgTransform[i];
@@ -335,12 +340,12 @@ public:
             const CRYPT_XML_X509DATA_ITEM& it = x.rgX509Data[i];
             const std::string w = where + " item[" + std::to_string(i) + "] " + e[i].kind;
             const std::string& k = e[i].kind;
-            const DWORD type = k == "XC" ? CRYPT_XML_X509DATA_TYPE_CERTIFICATE
-                             : k == "XL" ? CRYPT_XML_X509DATA_TYPE_CRL
-                             : k == "XS" ? CRYPT_XML_X509DATA_TYPE_SUBJECT_NAME
-                             : k == "XI" ? CRYPT_XML_X509DATA_TYPE_ISSUER_SERIAL
-                             : k == "XK" ? CRYPT_XML_X509DATA_TYPE_SKI
-                                         : CRYPT_XML_X509DATA_TYPE_CUSTOM;
+            const DWORD type = k == "XC"   ? CRYPT_XML_X509DATA_TYPE_CERTIFICATE
+                               : k == "XL" ? CRYPT_XML_X509DATA_TYPE_CRL
+                               : k == "XS" ? CRYPT_XML_X509DATA_TYPE_SUBJECT_NAME
+                               : k == "XI" ? CRYPT_XML_X509DATA_TYPE_ISSUER_SERIAL
+                               : k == "XK" ? CRYPT_XML_X509DATA_TYPE_SKI
+                                           : CRYPT_XML_X509DATA_TYPE_CUSTOM;
             if (it.dwType != type) {
                 Fail(w, "dwType " + std::to_string(it.dwType) + ", expected " + std::to_string(type));
                 continue;
@@ -388,8 +393,10 @@ public:
                 if (it.KeyValue.dwType != CRYPT_XML_KEY_VALUE_TYPE_RSA) {
                     Fail(w, "KeyValue.dwType " + std::to_string(it.KeyValue.dwType));
                 } else {
-                    Blob(w + " Modulus", x.parts.at(0), it.KeyValue.RSAKeyValue.Modulus.cbData, it.KeyValue.RSAKeyValue.Modulus.pbData);
-                    Blob(w + " Exponent", x.parts.at(1), it.KeyValue.RSAKeyValue.Exponent.cbData, it.KeyValue.RSAKeyValue.Exponent.pbData);
+                    Blob(w + " Modulus", x.parts.at(0), it.KeyValue.RSAKeyValue.Modulus.cbData,
+                         it.KeyValue.RSAKeyValue.Modulus.pbData);
+                    Blob(w + " Exponent", x.parts.at(1), it.KeyValue.RSAKeyValue.Exponent.cbData,
+                         it.KeyValue.RSAKeyValue.Exponent.pbData);
                 }
             }
             if (x.kind == "KD") {
@@ -404,8 +411,10 @@ public:
                 }
             }
             if (x.kind == "KG") {
-                if (it.KeyValue.dwType != kGostKeyValueType) Fail(w, "KeyValue.dwType " + std::to_string(it.KeyValue.dwType));
-                else Contains(w, it.KeyValue.GOSTKeyValue, "GOSTKeyValue");
+                if (it.KeyValue.dwType != kGostKeyValueType)
+                    Fail(w, "KeyValue.dwType " + std::to_string(it.KeyValue.dwType));
+                else
+                    Contains(w, it.KeyValue.GOSTKeyValue, "GOSTKeyValue");
             }
             if (x.kind == "KM") Contains(w, it.RetrievalMethod, "RetrievalMethod");
             if (x.kind == "KC") Contains(w, it.Custom, *x.text);
@@ -453,7 +462,8 @@ HRESULT DecodeAndCompare(const Vector& v, const CRYPT_XML_BLOB& blob, Checker& c
             c.Blob(w + " SignatureValue", e.value, s->SignatureValue.cbData, s->SignatureValue.pbData);
             c.KeyInfo(w + " KeyInfo", e, s->pKeyInfo);
             if (s->SignedInfo.cReference != e.refs.size()) {
-                c.Fail(w, "cReference " + std::to_string(s->SignedInfo.cReference) + ", expected " + std::to_string(e.refs.size()));
+                c.Fail(w, "cReference " + std::to_string(s->SignedInfo.cReference) + ", expected " +
+                              std::to_string(e.refs.size()));
             } else {
                 for (size_t r = 0; r < e.refs.size(); ++r) {
                     c.Reference(w + " ref[" + std::to_string(r) + "]", e.refs[r], s->SignedInfo.rgpReference[r], api);
@@ -486,15 +496,19 @@ HRESULT DecodeAndCompare(const Vector& v, const CRYPT_XML_BLOB& blob, Checker& c
             CRYPT_XML_STATUS st = {};
             st.cbSize = sizeof st;
             h = api.GetStatus(s->hSignature, &st);
-            if (h != S_OK) c.Fail(w + " GetStatus", Hex(h));
-            else if (st.dwErrorStatus != e.status) c.Fail(w + " status", "error word " + Hex(st.dwErrorStatus) + ", expected " + Hex(e.status));
+            if (h != S_OK)
+                c.Fail(w + " GetStatus", Hex(h));
+            else if (st.dwErrorStatus != e.status)
+                c.Fail(w + " status", "error word " + Hex(st.dwErrorStatus) + ", expected " + Hex(e.status));
             anyUnresolved |= e.status & CRYPT_XML_STATUS_ERROR_NOT_RESOLVED;
         }
         CRYPT_XML_STATUS st = {};
         st.cbSize = sizeof st;
         h = api.GetStatus(doc, &st);
-        if (h != S_OK) c.Fail("document GetStatus", Hex(h));
-        else if ((st.dwErrorStatus & CRYPT_XML_STATUS_ERROR_NOT_RESOLVED) != anyUnresolved) c.Fail("document status", "error word " + Hex(st.dwErrorStatus));
+        if (h != S_OK)
+            c.Fail("document GetStatus", Hex(h));
+        else if ((st.dwErrorStatus & CRYPT_XML_STATUS_ERROR_NOT_RESOLVED) != anyUnresolved)
+            c.Fail("document status", "error word " + Hex(st.dwErrorStatus));
     }
     h = api.Close(doc);
     if (h != S_OK) c.Fail("CryptXmlClose", Hex(h));
@@ -518,10 +532,14 @@ Bytes ToUtf16le(const Bytes& in) {
             const size_t q = decl.find_first_of("\"'", enc);
             const size_t q2 = decl.find_first_of("\"'", q + 1);
             const std::string name = decl.substr(q + 1, q2 - q - 1);
-            if (name == "iso-8859-1" || name == "latin1") cp = 28591;
-            else if (name == "us-ascii" || name == "ascii") cp = 20127;
-            else if (name == "windows-1251") cp = 1251;
-            else if (name == "windows-1252") cp = 1252;
+            if (name == "iso-8859-1" || name == "latin1")
+                cp = 28591;
+            else if (name == "us-ascii" || name == "ascii")
+                cp = 20127;
+            else if (name == "windows-1251")
+                cp = 1251;
+            else if (name == "windows-1252")
+                cp = 1252;
         }
         text.erase(0, end == std::string::npos ? text.size() : end + 2);
     }
@@ -595,12 +613,16 @@ TEST(DecodeVectorsFile, HasVectors) {
 // Robustness: generated documents.
 const char* const kDs = "http://www.w3.org/2000/09/xmldsig#";
 
-std::string SignatureXml(const std::string& id, const std::string& sigValue = "AAECAwQFBgcICQ==",
-                         const std::string& extra = "", bool withValue = true) {
-    std::string s = "<ds:Signature xmlns:ds=\"" + std::string(kDs) + "\"" + (id.empty() ? "" : " Id=\"" + id + "\"") + ">"
+std::string SignatureXml(const std::string& id,
+                         const std::string& sigValue = "AAECAwQFBgcICQ==", const std::string& extra = "",
+                         bool withValue = true) {
+    std::string s =
+        "<ds:Signature xmlns:ds=\"" + std::string(kDs) + "\"" + (id.empty() ? "" : " Id=\"" + id + "\"") +
+        ">"
         "<ds:SignedInfo><ds:CanonicalizationMethod Algorithm=\"http://www.w3.org/TR/2001/REC-xml-c14n-20010315\"/>"
         "<ds:SignatureMethod Algorithm=\"http://www.w3.org/2000/09/xmldsig#rsa-sha1\"/>"
-        "<ds:Reference URI=\"\"><ds:Transforms><ds:Transform Algorithm=\"http://www.w3.org/2000/09/xmldsig#enveloped-signature\"/>"
+        "<ds:Reference URI=\"\"><ds:Transforms><ds:Transform "
+        "Algorithm=\"http://www.w3.org/2000/09/xmldsig#enveloped-signature\"/>"
         "</ds:Transforms><ds:DigestMethod Algorithm=\"http://www.w3.org/2000/09/xmldsig#sha1\"/>"
         "<ds:DigestValue>AAECAwQFBgcICQoLDA0ODxAREhM=</ds:DigestValue></ds:Reference></ds:SignedInfo>";
     if (withValue) s += "<ds:SignatureValue>" + sigValue + "</ds:SignatureValue>";
@@ -628,7 +650,8 @@ Opened Open(const std::string& xml) {
 }
 
 void Record(const std::string& name, const std::string& expected, const Opened& o) {
-    Rows().push_back({name, expected, o.hr == S_OK ? "opens (" + std::to_string(o.signatures) + " sig)" : "refused " + Hex(o.hr)});
+    Rows().push_back(
+        {name, expected, o.hr == S_OK ? "opens (" + std::to_string(o.signatures) + " sig)" : "refused " + Hex(o.hr)});
 }
 
 TEST(DecodeRobustness, EveryVectorCutInHalfIsNotWellFormed) {
@@ -642,7 +665,8 @@ TEST(DecodeRobustness, EveryVectorCutInHalfIsNotWellFormed) {
         if (o.hr != kInvalidFormat) Record("cut in half: " + v.name, "refused 0x803D0000", o);
         ++n;
     }
-    Rows().push_back({"cut in half: " + std::to_string(n) + " vectors", "refused 0x803D0000", "see failures above, if any"});
+    Rows().push_back(
+        {"cut in half: " + std::to_string(n) + " vectors", "refused 0x803D0000", "see failures above, if any"});
 }
 
 // Nesting is refused beyond 1,000 levels (tests/stress/hostile covers the limit itself).
@@ -686,7 +710,9 @@ TEST(DecodeRobustness, SeventeenSignaturesAreTooMany) {
 
 TEST(DecodeRobustness, SignatureInsideObjectIsNotListed) {
     const std::string inner = SignatureXml("Inner");
-    const std::string xml = "<Root>" + SignatureXml("Outer", "AAECAwQFBgcICQ==", "<ds:Object Id=\"O1\">" + inner + "</ds:Object>") + "</Root>";
+    const std::string xml =
+        "<Root>" + SignatureXml("Outer", "AAECAwQFBgcICQ==", "<ds:Object Id=\"O1\">" + inner + "</ds:Object>") +
+        "</Root>";
     const Opened o = Open(xml);
     Record("generated: Signature inside an Object", "opens (1 sig)", o);
     EXPECT_EQ(o.hr, S_OK) << Hex(o.hr);
@@ -725,7 +751,10 @@ TEST(DecodeRobustness, MissingSignatureValueIsRefused) {
 }
 
 TEST(DecodeRobustness, DuplicateObjectIdsConflict) {
-    const Opened o = Open("<Root>" + SignatureXml("S", "AAECAwQFBgcICQ==", "<ds:Object Id=\"D\">a</ds:Object><ds:Object Id=\"D\">b</ds:Object>") + "</Root>");
+    const Opened o = Open(
+        "<Root>" +
+        SignatureXml("S", "AAECAwQFBgcICQ==", "<ds:Object Id=\"D\">a</ds:Object><ds:Object Id=\"D\">b</ds:Object>") +
+        "</Root>");
     Record("generated: two Objects with one Id", "refused 0x80092112", o);
     EXPECT_EQ(o.hr, kIdConflict) << Hex(o.hr);
 }

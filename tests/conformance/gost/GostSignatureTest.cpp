@@ -57,12 +57,12 @@ void WriteFile(const std::string& path, const std::string& bytes) {
     out << bytes;
 }
 
-
 // The public key of a certificate (Base64 DER) as our key class takes it.
 std::unique_ptr<WinCAPICryptoKeyGOST> KeyOfCertificate(HCRYPTPROV prov, const wchar_t* base64Certificate) {
     const std::string text(base64Certificate, base64Certificate + std::wcslen(base64Certificate));
     const crypto::Bytes der = crypto::DecodeBase64(text.c_str(), static_cast<unsigned int>(text.size()));
-    crypto::CertHandle cert(CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size())));
+    crypto::CertHandle cert(
+        CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size())));
     if (!cert) return nullptr;
     const CERT_PUBLIC_KEY_INFO& info = cert.get()->pCertInfo->SubjectPublicKeyInfo;
     const gostBlob::GostPublicKey sets =
@@ -97,13 +97,11 @@ int CertificatesThatVerify(HCRYPTPROV prov, const std::string& xml, bool signedI
     return verified;
 }
 
-
 std::string Tampered(std::string xml, const std::string& from, const std::string& to) {
     const size_t at = xml.find(from);
     if (at != std::string::npos) xml.replace(at, from.size(), to);
     return xml;
 }
-
 
 class GostSignatures : public ::testing::Test {
 protected:
@@ -128,7 +126,8 @@ protected:
 
     // An enveloped signature over a small document, signed with the container's key.
     static std::string SignedDocument(const wchar_t* signatureMethod, const wchar_t* digestMethod) {
-        testing_support::XsecDocument doc("<Document><Data Id=\"data\">payload for a GOST R 34.10-2001 signature</Data></Document>");
+        testing_support::XsecDocument doc(
+            "<Document><Data Id=\"data\">payload for a GOST R 34.10-2001 signature</Data></Document>");
         XSECProvider provider;
         DSIGSignature* sig = provider.newSignature();
         sig->setDSIGNSPrefix(L"ds");
@@ -173,72 +172,74 @@ protected:
 
 TEST_F(GostSignatures, BothUriFamiliesSignAndVerify) {
     testing_support::XsecGuarded([&] {
-    for (const auto& [method, digest] : {std::make_pair(kSigMore, kDigMore), std::make_pair(kSigUrn, kDigUrn)}) {
-        const std::string xml = SignedDocument(method, digest);
-        EXPECT_NE(std::string::npos, xml.find(std::string(method, method + std::wcslen(method))));
-        EXPECT_TRUE(Verifies(xml)) << xml;
-        EXPECT_FALSE(Verifies(Tampered(xml, "payload", "Payload")));
-        const size_t value = xml.find("<ds:SignatureValue>") + 19;
-        std::string badValue = xml;
-        badValue[value + 3] = badValue[value + 3] == 'A' ? 'B' : 'A';
-        EXPECT_FALSE(Verifies(badValue));
-    }
+        for (const auto& [method, digest] : {std::make_pair(kSigMore, kDigMore), std::make_pair(kSigUrn, kDigUrn)}) {
+            const std::string xml = SignedDocument(method, digest);
+            EXPECT_NE(std::string::npos, xml.find(std::string(method, method + std::wcslen(method))));
+            EXPECT_TRUE(Verifies(xml)) << xml;
+            EXPECT_FALSE(Verifies(Tampered(xml, "payload", "Payload")));
+            const size_t value = xml.find("<ds:SignatureValue>") + 19;
+            std::string badValue = xml;
+            badValue[value + 3] = badValue[value + 3] == 'A' ? 'B' : 'A';
+            EXPECT_FALSE(Verifies(badValue));
+        }
     });
 }
 
 TEST_F(GostSignatures, KeyValueWrittenIsTheContainerKey) {
     testing_support::XsecGuarded([&] {
-    const std::string xml = SignedDocument(kSigUrn, kDigUrn);
-    WinCAPICryptoKeyGOST signer(container_.get(), AT_SIGNATURE, true);
-    EXPECT_NE(std::string::npos, xml.find("<ds:PublicKey>" + signer.getPublicKeyBase64() + "</ds:PublicKey>"));
-    EXPECT_NE(std::string::npos, xml.find("<ds:publicKeyParamSet>urn:oid:1.2.643.2.2.35.1</ds:publicKeyParamSet>"));
-    EXPECT_NE(std::string::npos, xml.find("<ds:digestParamSet>urn:oid:1.2.643.2.2.30.1</ds:digestParamSet>"));
+        const std::string xml = SignedDocument(kSigUrn, kDigUrn);
+        WinCAPICryptoKeyGOST signer(container_.get(), AT_SIGNATURE, true);
+        EXPECT_NE(std::string::npos, xml.find("<ds:PublicKey>" + signer.getPublicKeyBase64() + "</ds:PublicKey>"));
+        EXPECT_NE(std::string::npos, xml.find("<ds:publicKeyParamSet>urn:oid:1.2.643.2.2.35.1</ds:publicKeyParamSet>"));
+        EXPECT_NE(std::string::npos, xml.find("<ds:digestParamSet>urn:oid:1.2.643.2.2.30.1</ds:digestParamSet>"));
     });
 }
 
 // Written for the native check with xmlsec1 (its GOST build knows the xmldsig-more URIs).
 TEST_F(GostSignatures, WritesASignatureForXmlsec1) {
     testing_support::XsecGuarded([&] {
-    const std::string xml = SignedDocument(kSigMore, kDigMore);
-    WriteFile(std::string(TALVORAN_GOST_OUT) + "/signed-gost2001.xml", xml);
-    WriteFile(std::string(TALVORAN_GOST_OUT) + "/tampered-gost2001.xml", Tampered(xml, "payload", "Payload"));
-    WinCAPICryptoKeyGOST signer(container_.get(), AT_SIGNATURE, true);
-    gostBlob::GostPublicKey key;
-    key.publicKeyParamSet = gostBlob::WithoutUrnPrefix(signer.getPublicKeyParamSetOID());
-    key.digestParamSet = gostBlob::WithoutUrnPrefix(signer.getDigestParamSetOID());
-    const std::string b64 = signer.getPublicKeyBase64();
-    key.key = crypto::DecodeBase64(b64.c_str(), static_cast<unsigned int>(b64.size()));
-    const crypto::Bytes spki = gostBlob::SubjectPublicKeyInfo(key);
-    std::string pem = "-----BEGIN PUBLIC KEY-----\n";
-    const std::string body = crypto::EncodeBase64(spki.data(), spki.size());
-    for (size_t i = 0; i < body.size(); i += 64) pem += body.substr(i, 64) + "\n";
-    pem += "-----END PUBLIC KEY-----\n";
-    WriteFile(std::string(TALVORAN_GOST_OUT) + "/gost2001-pub.pem", pem);
-    EXPECT_TRUE(Verifies(xml));
+        const std::string xml = SignedDocument(kSigMore, kDigMore);
+        WriteFile(std::string(TALVORAN_GOST_OUT) + "/signed-gost2001.xml", xml);
+        WriteFile(std::string(TALVORAN_GOST_OUT) + "/tampered-gost2001.xml", Tampered(xml, "payload", "Payload"));
+        WinCAPICryptoKeyGOST signer(container_.get(), AT_SIGNATURE, true);
+        gostBlob::GostPublicKey key;
+        key.publicKeyParamSet = gostBlob::WithoutUrnPrefix(signer.getPublicKeyParamSetOID());
+        key.digestParamSet = gostBlob::WithoutUrnPrefix(signer.getDigestParamSetOID());
+        const std::string b64 = signer.getPublicKeyBase64();
+        key.key = crypto::DecodeBase64(b64.c_str(), static_cast<unsigned int>(b64.size()));
+        const crypto::Bytes spki = gostBlob::SubjectPublicKeyInfo(key);
+        std::string pem = "-----BEGIN PUBLIC KEY-----\n";
+        const std::string body = crypto::EncodeBase64(spki.data(), spki.size());
+        for (size_t i = 0; i < body.size(); i += 64) pem += body.substr(i, 64) + "\n";
+        pem += "-----END PUBLIC KEY-----\n";
+        WriteFile(std::string(TALVORAN_GOST_OUT) + "/gost2001-pub.pem", pem);
+        EXPECT_TRUE(Verifies(xml));
     });
 }
 
 TEST_F(GostSignatures, XmlsecGostVectorVerifiesWithItsSignerCertificate) {
     testing_support::XsecGuarded([&] {
-    const std::string xml = ReadFile(std::string(TALVORAN_XMLSEC1_TESTS) + "/aleksey-xmldsig-01/enveloped-gost2001.xml");
-    ASSERT_FALSE(xml.empty());
-    // Its reference needs an XPath transform: the signature over SignedInfo is what is checked.
-    EXPECT_EQ(1, CertificatesThatVerify(verify_.get(), xml, true));
-    EXPECT_EQ(0, CertificatesThatVerify(verify_.get(), Tampered(xml, "<SignatureValue>", "<SignatureValue>AAAA"), true));
-    EXPECT_EQ(0, CertificatesThatVerify(verify_.get(), Tampered(xml, "#gostr3411", "#gostr3411 "), true));
+        const std::string xml =
+            ReadFile(std::string(TALVORAN_XMLSEC1_TESTS) + "/aleksey-xmldsig-01/enveloped-gost2001.xml");
+        ASSERT_FALSE(xml.empty());
+        // Its reference needs an XPath transform: the signature over SignedInfo is what is checked.
+        EXPECT_EQ(1, CertificatesThatVerify(verify_.get(), xml, true));
+        EXPECT_EQ(
+            0, CertificatesThatVerify(verify_.get(), Tampered(xml, "<SignatureValue>", "<SignatureValue>AAAA"), true));
+        EXPECT_EQ(0, CertificatesThatVerify(verify_.get(), Tampered(xml, "#gostr3411", "#gostr3411 "), true));
     });
 }
 
 TEST_F(GostSignatures, CommercialCspDocumentVerifiesWithItsCertificate) {
     testing_support::XsecGuarded([&] {
-    const std::string xml = ReadFile(std::string(TALVORAN_SHARED_VECTORS) + "/gost-csp-made-Verify2001.xml");
-    ASSERT_FALSE(xml.empty());
-    EXPECT_EQ(1, CertificatesThatVerify(verify_.get(), xml));
-    const size_t body = xml.find("</SignatureValue>");
-    ASSERT_NE(std::string::npos, body);
-    std::string tampered = xml;
-    tampered[body - 5] = tampered[body - 5] == 'A' ? 'B' : 'A';
-    EXPECT_EQ(0, CertificatesThatVerify(verify_.get(), tampered));
+        const std::string xml = ReadFile(std::string(TALVORAN_SHARED_VECTORS) + "/gost-csp-made-Verify2001.xml");
+        ASSERT_FALSE(xml.empty());
+        EXPECT_EQ(1, CertificatesThatVerify(verify_.get(), xml));
+        const size_t body = xml.find("</SignatureValue>");
+        ASSERT_NE(std::string::npos, body);
+        std::string tampered = xml;
+        tampered[body - 5] = tampered[body - 5] == 'A' ? 'B' : 'A';
+        EXPECT_EQ(0, CertificatesThatVerify(verify_.get(), tampered));
     });
 }
 

@@ -52,7 +52,6 @@ std::string Tampered(std::string xml, const std::string& from, const std::string
     return xml;
 }
 
-
 const DSIGKeyInfoValue* KeyValue(DSIGSignature* sig) {
     const DSIGKeyInfoList* list = sig->getKeyInfoList();
     for (DSIGKeyInfoList::size_type i = 0; i < list->getSize(); ++i) {
@@ -70,7 +69,6 @@ void Load(Key& key, Loader loader, const XMLCh* text) {
 
 std::string Hmac() { return ReadFile(kOut + "/keys/hmac.key"); }
 
-
 class Interop : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -78,9 +76,11 @@ protected:
         for (auto* entry : {&rsa_, &dsa_}) {
             HCRYPTPROV ignored = 0;
             CryptAcquireContextW(&ignored, entry->container, nullptr, entry->type, CRYPT_DELETEKEYSET);
-            ASSERT_TRUE(CryptAcquireContextW(entry->prov.put(), entry->container, nullptr, entry->type, CRYPT_NEWKEYSET));
+            ASSERT_TRUE(
+                CryptAcquireContextW(entry->prov.put(), entry->container, nullptr, entry->type, CRYPT_NEWKEYSET));
             HCRYPTKEY key = 0;
-            ASSERT_TRUE(CryptGenKey(entry->prov.get(), AT_SIGNATURE, entry->keyFlags, &key)) << std::hex << GetLastError();
+            ASSERT_TRUE(CryptGenKey(entry->prov.get(), AT_SIGNATURE, entry->keyFlags, &key))
+                << std::hex << GetLastError();
             CryptDestroyKey(key);
             ASSERT_TRUE(CryptAcquireContextW(entry->verify.put(), nullptr, nullptr, entry->type, CRYPT_VERIFYCONTEXT));
         }
@@ -107,8 +107,8 @@ protected:
 
     // Signs the template document of a kind with our key class and writes it (and a
     // tampered copy) for xmlsec1.
-    static std::string SignOurs(const char* kind, const wchar_t* method, const wchar_t* digest,
-                                XSECCryptoKey* key, bool rsaKeyValue, bool dsaKeyValue) {
+    static std::string SignOurs(const char* kind, const wchar_t* method, const wchar_t* digest, XSECCryptoKey* key,
+                                bool rsaKeyValue, bool dsaKeyValue) {
         testing_support::XsecDocument doc("<Envelope xmlns=\"urn:envelope\"><Body>interop payload</Body></Envelope>");
         XSECProvider provider;
         DSIGSignature* sig = provider.newSignature();
@@ -150,7 +150,8 @@ TEST_F(Interop, XmlsecRsaSha256VerifiesWithItsKeyValue) {
     testing_support::XsecGuarded([&] {
         const std::string xml = ReadFile(kOut + "/peer-rsa-sha256.xml");
         ASSERT_FALSE(xml.empty());
-        for (const auto& [text, expected] : {std::make_pair(xml, true), std::make_pair(Tampered(xml, "<DigestValue>", "<DigestValue>AAAA"), false)}) {
+        for (const auto& [text, expected] :
+             {std::make_pair(xml, true), std::make_pair(Tampered(xml, "<DigestValue>", "<DigestValue>AAAA"), false)}) {
             testing_support::XsecDocument doc(text);
             DSIGSignature* sig = doc.Load();
             const DSIGKeyInfoValue* value = KeyValue(sig);
@@ -203,8 +204,8 @@ TEST_F(Interop, XmlsecHmacSha256VerifiesWithTheSharedSecret) {
 TEST_F(Interop, OursAreWrittenForXmlsec1) {
     testing_support::XsecGuarded([&] {
         SignOurs("rsa-sha256", L"http://www.w3.org/2001/04/xmldsig-more#rsa-sha256",
-                 L"http://www.w3.org/2001/04/xmlenc#sha256", new WinCAPICryptoKeyRSA(rsa_.prov.get(), AT_SIGNATURE, true),
-                 true, false);
+                 L"http://www.w3.org/2001/04/xmlenc#sha256",
+                 new WinCAPICryptoKeyRSA(rsa_.prov.get(), AT_SIGNATURE, true), true, false);
         SignOurs("dsa-sha1", L"http://www.w3.org/2000/09/xmldsig#dsa-sha1", L"http://www.w3.org/2000/09/xmldsig#sha1",
                  new WinCAPICryptoKeyDSA(dsa_.prov.get(), AT_SIGNATURE, true), false, true);
         auto hmac = std::make_unique<WinCAPICryptoKeyHMAC>();
@@ -239,7 +240,8 @@ std::string SignedTruncated(const std::string& outputLength, const std::string& 
     testing_support::XsecDocument doc(xml);
     DSIGSignature* sig = doc.Load();
     auto key = std::make_unique<WinCAPICryptoKeyHMAC>();
-    key->setKey(reinterpret_cast<unsigned char*>(const_cast<char*>(secret.data())), static_cast<unsigned int>(secret.size()));
+    key->setKey(reinterpret_cast<unsigned char*>(const_cast<char*>(secret.data())),
+                static_cast<unsigned int>(secret.size()));
     sig->setSigningKey(key.release());
     sig->sign();
     return doc.Xml();
@@ -249,7 +251,8 @@ bool VerifiesWithSecret(const std::string& xml, const std::string& secret) {
     testing_support::XsecDocument doc(xml);
     DSIGSignature* sig = doc.Load();
     auto key = std::make_unique<WinCAPICryptoKeyHMAC>();
-    key->setKey(reinterpret_cast<unsigned char*>(const_cast<char*>(secret.data())), static_cast<unsigned int>(secret.size()));
+    key->setKey(reinterpret_cast<unsigned char*>(const_cast<char*>(secret.data())),
+                static_cast<unsigned int>(secret.size()));
     sig->setSigningKey(key.release());
     return sig->verify();
 }

@@ -29,13 +29,15 @@ struct Kind {
 const Kind kRsa[] = {
     {"rsa-sha1", kRsaSha1, kSha1},
     {"rsa-sha256", kRsaSha256, kSha256},
-    {"rsa-sha384", L"http://www.w3.org/2001/04/xmldsig-more#rsa-sha384", L"http://www.w3.org/2001/04/xmldsig-more#sha384"},
+    {"rsa-sha384", L"http://www.w3.org/2001/04/xmldsig-more#rsa-sha384",
+     L"http://www.w3.org/2001/04/xmldsig-more#sha384"},
     {"rsa-sha512", L"http://www.w3.org/2001/04/xmldsig-more#rsa-sha512", L"http://www.w3.org/2001/04/xmlenc#sha512"},
 };
 const Kind kHmac[] = {
     {"hmac-sha1", kHmacSha1, kSha1},
     {"hmac-sha256", kHmacSha256, kSha256},
-    {"hmac-sha384", L"http://www.w3.org/2001/04/xmldsig-more#hmac-sha384", L"http://www.w3.org/2001/04/xmldsig-more#sha384"},
+    {"hmac-sha384", L"http://www.w3.org/2001/04/xmldsig-more#hmac-sha384",
+     L"http://www.w3.org/2001/04/xmldsig-more#sha384"},
     {"hmac-sha512", L"http://www.w3.org/2001/04/xmldsig-more#hmac-sha512", L"http://www.w3.org/2001/04/xmlenc#sha512"},
 };
 const Kind kDsa = {"dsa-sha1", kDsaSha1, kSha1};
@@ -94,7 +96,8 @@ protected:
 std::string Enveloped(HCRYPTPROV prov, DWORD keySpec, const Kind& k, DWORD flags = 0, const std::string& secret = "") {
     NewSig sig(kDoc);
     EXPECT_NE(nullptr, sig.Ref(L"", {kEnveloped, kC14n}, k.digest));
-    const HRESULT hr = secret.empty() ? sig.SignWith(prov, keySpec, k.signature, flags) : sig.SignHmac(secret, k.signature);
+    const HRESULT hr =
+        secret.empty() ? sig.SignWith(prov, keySpec, k.signature, flags) : sig.SignHmac(secret, k.signature);
     EXPECT_EQ(S_OK, hr) << testing_support::Widen("") << dll().LastMessage();
     return sig.Encode();
 }
@@ -155,8 +158,8 @@ TEST_F(SignInterop, RsaExclusiveEmptyDefaultNamespace) {
         "<soap:Body><Request xmlns=\"\"><Total>1000.00</Total></Request></soap:Body></soap:Envelope>";
     NewSig sig(doc);
     ASSERT_NE(nullptr, sig.Ref(L"", {kEnveloped, kExcC14n}, kSha256));
-    ASSERT_EQ(S_OK, sig.SignWith(c.prov(), KeySpecOf(blob), kRsaSha256, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr,
-                                 kExcC14n));
+    ASSERT_EQ(S_OK,
+              sig.SignWith(c.prov(), KeySpecOf(blob), kRsaSha256, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, kExcC14n));
     const std::string xml = sig.Encode();
     ExpectValid(VerifyWithKey(xml, c.prov(), KeySpecOf(blob)));
     manifest().Add("rsa-sha256-exc-empty-default-ns", "rsa-sha256", "keydir", xml);
@@ -166,7 +169,8 @@ TEST_F(SignInterop, RsaEnvelopingObject) {
     const Bytes blob = ReadKeyFile("rsa-key.msblob");
     Container c(PROV_RSA_AES, L"talvoran-interop-rsa-obj", blob);
     ASSERT_TRUE(c.ok()) << c.error();
-    const std::string xml = Enveloping(kSha256, [&](NewSig& sig) { return sig.SignWith(c.prov(), KeySpecOf(blob), kRsaSha256); });
+    const std::string xml =
+        Enveloping(kSha256, [&](NewSig& sig) { return sig.SignWith(c.prov(), KeySpecOf(blob), kRsaSha256); });
     ExpectValid(VerifyWithKey(xml, c.prov(), KeySpecOf(blob)));
     manifest().Add("rsa-sha256-enveloping", "rsa-sha256", "keydir", xml);
 }

@@ -65,7 +65,8 @@ int main(int argc, char** argv) {
     while (std::getline(manifest, line)) {
         std::istringstream fields(line);
         std::string name, uri, input;
-        if (!std::getline(fields, name, '\t') || !std::getline(fields, uri, '\t') || !std::getline(fields, input)) continue;
+        if (!std::getline(fields, name, '\t') || !std::getline(fields, uri, '\t') || !std::getline(fields, input))
+            continue;
         ++cases;
         if (RunCase(name, uri, input, outDir)) ++written;
     }

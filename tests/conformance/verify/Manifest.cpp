@@ -29,8 +29,9 @@ std::string Expand(std::string text, const Placeholders& places) {
 
 void ParseKey(const std::string& field, const Placeholders& places, VectorRow& row) {
     static const std::map<std::string, KeySource> kinds = {
-        {"-", KeySource::None},         {"doc", KeySource::Document},      {"cert", KeySource::Certificate},
-        {"spki", KeySource::PublicKeyInfo}, {"hmac", KeySource::HmacSecret}, {"doccert", KeySource::DocumentCertificate}};
+        {"-", KeySource::None},           {"doc", KeySource::Document},
+        {"cert", KeySource::Certificate}, {"spki", KeySource::PublicKeyInfo},
+        {"hmac", KeySource::HmacSecret},  {"doccert", KeySource::DocumentCertificate}};
     const size_t colon = field.find(':');
     const auto kind = kinds.find(field.substr(0, colon));
     if (kind == kinds.end()) throw std::runtime_error("unknown key source '" + field + "'");
@@ -77,10 +78,14 @@ void ParseExpectation(const std::string& field, VectorRow& row) {
     row.failure.verifyHr = ParseHr(hr);
     for (std::string item; in >> item;) {
         const std::string value = item.substr(item.find('=') + 1);
-        if (item.rfind("sig=", 0) == 0) row.failure.sig = ParseWords(value);
-        else if (item.rfind("doc=", 0) == 0) row.failure.doc = ParseWords(value);
-        else if (item.rfind("ref=", 0) == 0) row.failure.refs.push_back({std::nullopt, ParseWords(value)});
-        else throw std::runtime_error("unknown expectation item '" + item + "'");
+        if (item.rfind("sig=", 0) == 0)
+            row.failure.sig = ParseWords(value);
+        else if (item.rfind("doc=", 0) == 0)
+            row.failure.doc = ParseWords(value);
+        else if (item.rfind("ref=", 0) == 0)
+            row.failure.refs.push_back({std::nullopt, ParseWords(value)});
+        else
+            throw std::runtime_error("unknown expectation item '" + item + "'");
     }
 }
 

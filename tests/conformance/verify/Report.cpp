@@ -7,7 +7,9 @@
 namespace verifyVectors {
 namespace {
 
-std::string Pad(const std::string& s, size_t width) { return s + std::string(width > s.size() ? width - s.size() : 0, ' '); }
+std::string Pad(const std::string& s, size_t width) {
+    return s + std::string(width > s.size() ? width - s.size() : 0, ' ');
+}
 
 // "valid", "open 0x80092104", "verify 0x80092105", ...: the expectation without its words.
 std::string Category(const std::string& expected) {

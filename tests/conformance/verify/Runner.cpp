@@ -87,13 +87,15 @@ HRESULT LoadKey(const VectorRow& row, const CRYPT_XML_SIGNATURE& sig, VerifyKey&
     Bytes material;
     switch (row.key) {
         case KeySource::Certificate:
-            return ReadAll(row.keyPath, material) ? key.FromCertificate(material) : HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+            return ReadAll(row.keyPath, material) ? key.FromCertificate(material)
+                                                  : HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
         case KeySource::PublicKeyInfo:
-            return ReadAll(row.keyPath, material) ? key.FromPublicKeyInfo(material) : HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+            return ReadAll(row.keyPath, material) ? key.FromPublicKeyInfo(material)
+                                                  : HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
         case KeySource::DocumentCertificate:
-            return FirstCertificate(sig, material) ? key.FromCertificate(material) : HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
-        default:
-            return S_OK;
+            return FirstCertificate(sig, material) ? key.FromCertificate(material)
+                                                   : HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+        default: return S_OK;
     }
 }
 
@@ -101,14 +103,12 @@ HRESULT Verify(const VectorRow& row, const CRYPT_XML_SIGNATURE& sig, const Verif
     switch (row.key) {
         case KeySource::Certificate:
         case KeySource::PublicKeyInfo:
-        case KeySource::DocumentCertificate:
-            return Api().VerifySignatureCAPI(sig.hSignature, key.prov(), key.key(), 0);
+        case KeySource::DocumentCertificate: return Api().VerifySignatureCAPI(sig.hSignature, key.prov(), key.key(), 0);
         case KeySource::HmacSecret: {
             const HRESULT hr = Api().SetHMACSecret(sig.hSignature, secret.data(), static_cast<ULONG>(secret.size()));
             return hr == S_OK ? Api().VerifySignature(sig.hSignature, nullptr, 0) : hr;
         }
-        default:
-            return Api().VerifySignature(sig.hSignature, nullptr, 0);
+        default: return Api().VerifySignature(sig.hSignature, nullptr, 0);
     }
 }
 

@@ -13,7 +13,7 @@ struct RunInput {
     const VectorRow* row = nullptr;
     Bytes document;
     std::map<std::wstring, Bytes> feeds;  // external data by reference URI
-    bool feedBeforeVerify = false;  // feed the external references first, not after verifying
+    bool feedBeforeVerify = false;        // feed the external references first, not after verifying
 };
 
 Outcome Run(const RunInput& input);

@@ -54,8 +54,8 @@ void RunDataTampers(const VectorRow& row, const RunInput& base, const Outcome& s
     for (size_t i = 0; i < shape.refs.size(); ++i) {
         RunInput in = base;
         const RefOutcome& ref = shape.refs[i];
-        const std::string label = row.name + " [a: ref" + std::to_string(i + 1) +
-                                  (ref.external ? " fed data]" : " signed text]");
+        const std::string label =
+            row.name + " [a: ref" + std::to_string(i + 1) + (ref.external ? " fed data]" : " signed text]");
         const auto feed = in.feeds.find(ref.uri);
         const bool changed = ref.external ? feed != in.feeds.end() && TamperData(feed->second)
                                           : TamperReferencedText(in.document, ref.uri);

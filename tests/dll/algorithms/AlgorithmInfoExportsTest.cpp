@@ -7,9 +7,9 @@
 #include "support/TraceLines.hpp"
 #include "support/CryptXmlDll.hpp"
 
-using testing_support::CryptXmlDll;
 using testing_support::CollectAlgorithm;
 using testing_support::CountAndStop;
+using testing_support::CryptXmlDll;
 using testing_support::ExpectedFrameLine;
 
 namespace {
@@ -75,19 +75,20 @@ TEST_F(AlgorithmExports, EnumStopsWhenTheCallbackSaysFalse) {
 
 TEST_F(AlgorithmExports, EnumWithoutCallbackIsAnArgumentError) {
     EXPECT_EQ(kInvalidArg, dll().EnumAlgorithmInfo(CRYPT_XML_GROUP_ID_HASH, 0, nullptr, nullptr));
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlEnumAlgorithmInfo", ArgError(L"CryptXmlEnumAlgorithmInfo", L"pfnEnumAlgInfo")),
-              dll().LastMessage());
+    EXPECT_EQ(
+        ExpectedFrameLine(L"CryptXmlEnumAlgorithmInfo", ArgError(L"CryptXmlEnumAlgorithmInfo", L"pfnEnumAlgInfo")),
+        dll().LastMessage());
 }
 
 TEST_F(AlgorithmExports, FindByEachType) {
-    const auto* byUri = dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI,
-                                                L"http://www.w3.org/2001/04/xmldsig-more#rsa-sha256",
-                                                CRYPT_XML_GROUP_ID_SIGN, 0);
+    const auto* byUri =
+        dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI,
+                                L"http://www.w3.org/2001/04/xmldsig-more#rsa-sha256", CRYPT_XML_GROUP_ID_SIGN, 0);
     ASSERT_NE(nullptr, byUri);
     EXPECT_STREQ(L"RSA-SHA256", byUri->wszName);
 
-    const auto* byName = dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_NAME, L"GOST R 34.11-94",
-                                                 CRYPT_XML_GROUP_ID_HASH, 0);
+    const auto* byName =
+        dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_NAME, L"GOST R 34.11-94", CRYPT_XML_GROUP_ID_HASH, 0);
     ASSERT_NE(nullptr, byName);
     EXPECT_STREQ(L"http://www.w3.org/2001/04/xmldsig-more#gostr3411", byName->wszAlgorithmURI);
     const auto* gostSig = dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_NAME, L"GOST R 34.10/34.11-2001",
@@ -95,18 +96,18 @@ TEST_F(AlgorithmExports, FindByEachType) {
     ASSERT_NE(nullptr, gostSig);
     EXPECT_STREQ(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411", gostSig->wszAlgorithmURI);
 
-    const auto* hmac = dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID, L"SHA256",
-                                               CRYPT_XML_GROUP_ID_SIGN, 0);
+    const auto* hmac =
+        dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID, L"SHA256", CRYPT_XML_GROUP_ID_SIGN, 0);
     ASSERT_NE(nullptr, hmac);
     EXPECT_STREQ(L"HMAC-SHA256", hmac->wszName);
-    const auto* sha256 = dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID, L"SHA256",
-                                                 CRYPT_XML_GROUP_ID_HASH, 0);
+    const auto* sha256 =
+        dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID, L"SHA256", CRYPT_XML_GROUP_ID_HASH, 0);
     ASSERT_NE(nullptr, sha256);
     EXPECT_STREQ(L"http://www.w3.org/2001/04/xmlenc#sha256", sha256->wszAlgorithmURI);
 
     const wchar_t* pair[2] = {L"sha1", L"rsa"};
-    const auto* rsa = dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_SIGN_ALGID, pair,
-                                              CRYPT_XML_GROUP_ID_SIGN, 0);
+    const auto* rsa =
+        dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_SIGN_ALGID, pair, CRYPT_XML_GROUP_ID_SIGN, 0);
     ASSERT_NE(nullptr, rsa);
     EXPECT_STREQ(L"http://www.w3.org/2000/09/xmldsig#rsa-sha1", rsa->wszAlgorithmURI);
     const wchar_t* ecdsa[2] = {L"SHA1", L"ECDSA"};
@@ -118,8 +119,9 @@ TEST_F(AlgorithmExports, FindByEachType) {
 }
 
 TEST_F(AlgorithmExports, FindByUriIgnoresTheGroup) {
-    const auto* sig = dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI,
-                                              L"http://www.w3.org/2000/09/xmldsig#dsa-sha1", CRYPT_XML_GROUP_ID_HASH, 0);
+    const auto* sig =
+        dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI, L"http://www.w3.org/2000/09/xmldsig#dsa-sha1",
+                                CRYPT_XML_GROUP_ID_HASH, 0);
     ASSERT_NE(nullptr, sig);
     EXPECT_EQ(static_cast<DWORD>(CRYPT_XML_GROUP_ID_SIGN), sig->dwGroupId);
     EXPECT_EQ(nullptr, dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI,
@@ -167,7 +169,7 @@ TEST_F(AlgorithmExports, GetAlgorithmInfoCopiesTheEntry) {
     ASSERT_NE(nullptr, info);
     const auto* entry = dll().FindAlgorithmInfo(1, alg.wszAlgorithm, 2, 0);
     ASSERT_NE(nullptr, entry);
-    EXPECT_NE(entry, info);                        // a copy of its own ...
+    EXPECT_NE(entry, info);                            // a copy of its own ...
     EXPECT_EQ(0, memcmp(entry, info, sizeof(*info)));  // ... field for field, strings shared
     EXPECT_EQ(LocalSize(info), sizeof(CRYPT_XML_ALGORITHM_INFO));
     EXPECT_EQ(nullptr, LocalFree(info));
@@ -213,8 +215,9 @@ TEST_F(AlgorithmExports, EncodedParametersAreNotImplemented) {
     alg.Encoded.pbData = bytes;  // cbData stays 0
     CRYPT_XML_ALGORITHM_INFO* info = nullptr;
     EXPECT_EQ(static_cast<HRESULT>(0x80004001L), dll().GetAlgorithmInfo(&alg, 0, &info));
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlGetAlgorithmInfo", L"an error occurred. function: CryptXmlGetAlgorithmInfo. "
-                                                            L"desc: Not implemented. pXmlAlgorithm->Encoded"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlGetAlgorithmInfo",
+                                L"an error occurred. function: CryptXmlGetAlgorithmInfo. "
+                                L"desc: Not implemented. pXmlAlgorithm->Encoded"),
               dll().LastMessage());
     EXPECT_EQ(nullptr, info);
 }
@@ -226,9 +229,10 @@ TEST_F(AlgorithmExports, UnknownAlgorithmLeavesTheOutputAlone) {
     auto* sentinel = reinterpret_cast<CRYPT_XML_ALGORITHM_INFO*>(static_cast<uintptr_t>(0x1234));
     CRYPT_XML_ALGORITHM_INFO* info = sentinel;
     EXPECT_EQ(static_cast<HRESULT>(0x80092104L), dll().GetAlgorithmInfo(&alg, 0, &info));
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlGetAlgorithmInfo", L"an error occurred. function: CryptXmlGetAlgorithmInfo. "
-                                                            L"desc: Unsupported algorithm. specified algorithm could "
-                                                            L"not be found."),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlGetAlgorithmInfo",
+                                L"an error occurred. function: CryptXmlGetAlgorithmInfo. "
+                                L"desc: Unsupported algorithm. specified algorithm could "
+                                L"not be found."),
               dll().LastMessage());
     EXPECT_EQ(sentinel, info);
 }

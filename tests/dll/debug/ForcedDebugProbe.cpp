@@ -22,8 +22,8 @@ ProbeResult RunForcedDebugProbe(const wchar_t* value) {
     ProbeResult result;
     wchar_t self[MAX_PATH];
     if (GetModuleFileNameW(nullptr, self, MAX_PATH) == 0) return result;
-    std::wstring commandLine = L"\"" + std::wstring(self) + L"\" " +
-                               std::wstring(kProbeArgument, kProbeArgument + sizeof(kProbeArgument) - 1);
+    std::wstring commandLine =
+        L"\"" + std::wstring(self) + L"\" " + std::wstring(kProbeArgument, kProbeArgument + sizeof(kProbeArgument) - 1);
 
     // The child inherits this process's environment, changed for the time of the start.
     wchar_t previous[512];
@@ -33,8 +33,8 @@ ProbeResult RunForcedDebugProbe(const wchar_t* value) {
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process = {};
-    const BOOL started = CreateProcessW(self, &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                                        &startup, &process);
+    const BOOL started =
+        CreateProcessW(self, &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process);
     SetEnvironmentVariableW(kForcedDebugVariable, hadPrevious != 0 ? previous : nullptr);
     if (!started) return result;
 

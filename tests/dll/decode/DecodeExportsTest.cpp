@@ -170,8 +170,9 @@ TEST_F(Decode, UnknownAndUnsupportedPropertiesAreRefused) {
                                      CRYPT_XML_PROPERTY_SIGNATURE_LOCATION, static_cast<CRYPT_XML_PROPERTY_ID>(99)}) {
         Doc doc(Document(SigParts().Xml()), CRYPT_XML_CHARSET_AUTO, {{id, &yes, sizeof(yes)}});
         EXPECT_EQ(kInvalidArg, doc.hr());
-        EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: DocContext::InitProperties. "
-                                                             L"desc: One or more arguments are invalid  invalid property."),
+        EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                    L"an error occurred. function: DocContext::InitProperties. "
+                                    L"desc: One or more arguments are invalid  invalid property."),
                   Last());
     }
 }
@@ -226,16 +227,18 @@ TEST_F(Decode, ChildHandlesDieWithTheirDocument) {
     }  // closed here
     const CRYPT_XML_SIGNATURE* sig = nullptr;
     EXPECT_EQ(static_cast<HRESULT>(0x80092106L), dll().GetSignature(sigHandle, &sig));
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlGetSignature", L"an error occurred. function: LockContext. desc: Invalid handle."),
-              Last());
+    EXPECT_EQ(
+        ExpectedFrameLine(L"CryptXmlGetSignature", L"an error occurred. function: LockContext. desc: Invalid handle."),
+        Last());
     const CRYPT_XML_REFERENCE* ref = nullptr;
     EXPECT_EQ(static_cast<HRESULT>(0x80092106L), dll().GetReference(refHandle, &ref));
     CRYPT_XML_STATUS status;
     EXPECT_EQ(static_cast<HRESULT>(0x80092106L), dll().GetStatus(sigHandle, &status));
     // Closing a handle that is gone is an argument error, not a handle error.
     EXPECT_EQ(kInvalidArg, dll().Close(sigHandle));
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlClose", L"an error occurred. function: ContextHaveOwner. desc: One or more "
-                                                  L"arguments are invalid "),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlClose",
+                                L"an error occurred. function: ContextHaveOwner. desc: One or more "
+                                L"arguments are invalid "),
               Last());
 }
 
@@ -259,8 +262,9 @@ TEST_F(Decode, ArgumentChecksOfTheExports) {
     std::string xml = Document(SigParts().Xml());
     CRYPT_XML_BLOB blob = {CRYPT_XML_CHARSET_AUTO, static_cast<ULONG>(xml.size()), reinterpret_cast<BYTE*>(&xml[0])};
     EXPECT_EQ(kInvalidArg, dll().OpenToDecode(nullptr, 0, nullptr, 0, &blob, nullptr));
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: CryptXmlOpenToDecode. desc: "
-                                                         L"One or more arguments are invalid  NULL == phCryptXml"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: CryptXmlOpenToDecode. desc: "
+                                L"One or more arguments are invalid  NULL == phCryptXml"),
               Last());
     const std::wstring structCheck = L"One or more arguments are invalid  NULL == hCryptXml || NULL == ppStruct";
     const CRYPT_XML_DOC_CTXT* ctxt = nullptr;
@@ -278,8 +282,9 @@ TEST_F(Decode, ArgumentChecksOfTheExports) {
               Last());
     CRYPT_XML_STATUS status;
     EXPECT_EQ(kInvalidArg, dll().GetStatus(nullptr, &status));
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlGetStatus", L"an error occurred. function: CryptXmlGetStatus. desc: One or "
-                                                      L"more arguments are invalid  NULL == pStatus || NULL == hCryptXml"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlGetStatus",
+                                L"an error occurred. function: CryptXmlGetStatus. desc: One or "
+                                L"more arguments are invalid  NULL == pStatus || NULL == hCryptXml"),
               Last());
     EXPECT_EQ(kInvalidArg, dll().GetStatus(handle, nullptr));
     EXPECT_EQ(static_cast<HRESULT>(0x80092106L), dll().GetStatus(handle, &status));
@@ -290,8 +295,9 @@ TEST_F(Decode, ArgumentChecksOfTheExports) {
 TEST_F(Decode, EmptyOrMissingBlobIsAnArgumentError) {
     HCRYPTXML handle = nullptr;
     BYTE byte = '<';
-    const std::wstring text = L"an error occurred. function: DocContext::DocContext. desc: One or more arguments are "
-                              L"invalid  NULL == pEncoded || 0 == pEncoded->cbData || NULL == pEncoded->pbData";
+    const std::wstring text =
+        L"an error occurred. function: DocContext::DocContext. desc: One or more arguments are "
+        L"invalid  NULL == pEncoded || 0 == pEncoded->cbData || NULL == pEncoded->pbData";
     CRYPT_XML_BLOB noData = {CRYPT_XML_CHARSET_AUTO, 1, nullptr};
     CRYPT_XML_BLOB noLength = {CRYPT_XML_CHARSET_AUTO, 0, &byte};
     for (const CRYPT_XML_BLOB* blob : std::vector<const CRYPT_XML_BLOB*>{nullptr, &noData, &noLength}) {
@@ -306,8 +312,9 @@ TEST_F(Decode, OversizedBlobIsRefusedBeforeItIsRead) {
     CRYPT_XML_BLOB huge = {CRYPT_XML_CHARSET_AUTO, 0x7FFFFFF9, &byte};  // only its size is looked at
     HCRYPTXML handle = nullptr;
     EXPECT_EQ(static_cast<HRESULT>(0x80092101L), dll().OpenToDecode(nullptr, 0, nullptr, 0, &huge, &handle));
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: DocContext::DocContext. desc: "
-                                                         L"The value is too large. pEncoded->cbData > CRYPT_XML_BLOB_MAX"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: DocContext::DocContext. desc: "
+                                L"The value is too large. pEncoded->cbData > CRYPT_XML_BLOB_MAX"),
               Last());
     EXPECT_EQ(nullptr, handle);
 }
@@ -317,9 +324,10 @@ TEST_F(Decode, MalformedXmlIsAFormatError) {
                                    Document(SigParts().Xml()).substr(0, 100)}) {
         Doc doc(xml);
         EXPECT_EQ(static_cast<HRESULT>(0x803D0000L), doc.hr()) << xml;
-        EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: DocContext::DecodeSigs. desc: "
-                                                             L"The input data was not in the expected format or did not "
-                                                             L"have the expected value. error(s) occured during xml parsing."),
+        EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                    L"an error occurred. function: DocContext::DecodeSigs. desc: "
+                                    L"The input data was not in the expected format or did not "
+                                    L"have the expected value. error(s) occured during xml parsing."),
                   Last());
     }
 }
@@ -344,17 +352,19 @@ TEST_F(Decode, UnknownSignatureMethodIsAnAlgorithmError) {
     parts.signatureMethod = "http://www.w3.org/2001/04/xmldsig-more#rsa-md5";
     Doc doc(Document(parts.Xml()));
     EXPECT_EQ(static_cast<HRESULT>(0x80092104L), doc.hr());
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: SigContext::SigContext. desc: "
-                                                         L"Unsupported algorithm. "
-                                                         L"http://www.w3.org/2001/04/xmldsig-more#rsa-md5"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: SigContext::SigContext. desc: "
+                                L"Unsupported algorithm. "
+                                L"http://www.w3.org/2001/04/xmldsig-more#rsa-md5"),
               Last());
 }
 
 TEST_F(Decode, GostSignaturesOfBothUriFamiliesDecode) {
-    for (const auto& [method, digest] : {std::make_pair("urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411",
-                                                        "urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411"),
-                                         std::make_pair("http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411",
-                                                        "http://www.w3.org/2001/04/xmldsig-more#gostr3411")}) {
+    for (const auto& [method, digest] :
+         {std::make_pair("urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411",
+                         "urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411"),
+          std::make_pair("http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411",
+                         "http://www.w3.org/2001/04/xmldsig-more#gostr3411")}) {
         SigParts parts;
         parts.signatureMethod = method;
         parts.references = SigParts::Reference("#obj1", "", "", digest);
@@ -370,9 +380,10 @@ TEST_F(Decode, UnknownDigestMethodIsAnAlgorithmError) {
     parts.references = SigParts::Reference("#obj1", "", "", "http://www.w3.org/2001/04/xmldsig-more#md5");
     Doc doc(Document(parts.Xml()));
     EXPECT_EQ(static_cast<HRESULT>(0x80092104L), doc.hr());
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: RefContext::InitNewReference. "
-                                                         L"desc: Unsupported algorithm. "
-                                                         L"http://www.w3.org/2001/04/xmldsig-more#md5"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: RefContext::InitNewReference. "
+                                L"desc: Unsupported algorithm. "
+                                L"http://www.w3.org/2001/04/xmldsig-more#md5"),
               Last());
 }
 
@@ -387,9 +398,10 @@ TEST_F(Decode, SignatureValueLimits) {
     over.signatureValue = std::string(2048 / 3 * 4, 'A') + "AAAA";  // 2049 bytes
     Doc tooLong(Document(over.Xml()));
     EXPECT_EQ(kInvalidArg, tooLong.hr());
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: SignatureStructWrap::SetSigValue. "
-                                                         L"desc: One or more arguments are invalid  cbData > "
-                                                         L"CRYPT_XML_SIGNATURE_VALUE_MAX"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: SignatureStructWrap::SetSigValue. "
+                                L"desc: One or more arguments are invalid  cbData > "
+                                L"CRYPT_XML_SIGNATURE_VALUE_MAX"),
               Last());
 }
 
@@ -399,8 +411,9 @@ TEST_F(Decode, SignatureValueWithoutBytesFails) {
         parts.signatureValue = text;
         Doc doc(Document(parts.Xml()));
         EXPECT_EQ(kFail, doc.hr()) << text;
-        EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: SigContext::SigContext. desc: "
-                                                             L"failed to convert the signature from b64Coder to bin."),
+        EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                    L"an error occurred. function: SigContext::SigContext. desc: "
+                                    L"failed to convert the signature from b64Coder to bin."),
                   Last());
     }
 }
@@ -410,8 +423,9 @@ TEST_F(Decode, EmptyOrMissingSignatureValueFailsWhileLoading) {
     empty.signatureValue = "";
     Doc emptyDoc(Document(empty.Xml()));
     EXPECT_EQ(kFail, emptyDoc.hr());
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: SigContext::SigContext. desc: "
-                                                         L"Expected TEXT child of <SignatureValue>"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: SigContext::SigContext. desc: "
+                                L"Expected TEXT child of <SignatureValue>"),
               Last());
     SigParts missing;
     missing.withSignatureValue = false;
@@ -421,11 +435,11 @@ TEST_F(Decode, EmptyOrMissingSignatureValueFailsWhileLoading) {
 }
 
 TEST_F(Decode, TransformsOfAReference) {
-    const std::string transforms = Transform("http://www.w3.org/2000/09/xmldsig#enveloped-signature") +
-                                   Transform("http://www.w3.org/2001/10/xml-exc-c14n#WithComments") +
-                                   Transform("http://www.w3.org/2000/09/xmldsig#base64") +
-                                   Transform("http://www.w3.org/2006/12/xml-c14n11") +
-                                   Transform("http://www.w3.org/TR/1999/REC-xpath-19991116", "<XPath>self::text()</XPath>");
+    const std::string transforms =
+        Transform("http://www.w3.org/2000/09/xmldsig#enveloped-signature") +
+        Transform("http://www.w3.org/2001/10/xml-exc-c14n#WithComments") +
+        Transform("http://www.w3.org/2000/09/xmldsig#base64") + Transform("http://www.w3.org/2006/12/xml-c14n11") +
+        Transform("http://www.w3.org/TR/1999/REC-xpath-19991116", "<XPath>self::text()</XPath>");
     SigParts parts;
     parts.references = SigParts::Reference("", transforms, " Id=\"r1\" Type=\"urn:type\"");
     Doc doc(Document(parts.Xml()));
@@ -446,10 +460,12 @@ TEST_F(Decode, TransformsOfAReference) {
     // XPath is handed out as its element.
     EXPECT_EQ(nullptr, ref->rgTransform[4].wszAlgorithm);
     EXPECT_EQ(CRYPT_XML_CHARSET_UTF8, ref->rgTransform[4].Encoded.dwCharset);
-    const std::string encoded(reinterpret_cast<char*>(ref->rgTransform[4].Encoded.pbData), ref->rgTransform[4].Encoded.cbData);
-    EXPECT_EQ("<Transform xmlns=\"http://www.w3.org/2000/09/xmldsig#\" "
-              "Algorithm=\"http://www.w3.org/TR/1999/REC-xpath-19991116\"><XPath>self::text()</XPath></Transform>",
-              encoded);
+    const std::string encoded(reinterpret_cast<char*>(ref->rgTransform[4].Encoded.pbData),
+                              ref->rgTransform[4].Encoded.cbData);
+    EXPECT_EQ(
+        "<Transform xmlns=\"http://www.w3.org/2000/09/xmldsig#\" "
+        "Algorithm=\"http://www.w3.org/TR/1999/REC-xpath-19991116\"><XPath>self::text()</XPath></Transform>",
+        encoded);
 }
 
 TEST_F(Decode, SixteenTransformsLoadSeventeenDoNot) {
@@ -465,8 +481,9 @@ TEST_F(Decode, SixteenTransformsLoadSeventeenDoNot) {
     over.references = SigParts::Reference("#obj1", sixteen + Transform("http://www.w3.org/2000/09/xmldsig#base64"));
     Doc refused(Document(over.Xml()));
     EXPECT_EQ(static_cast<HRESULT>(0x80092102L), refused.hr());
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: RefContext::InitNewReference. "
-                                                         L"desc: Too many transforms."),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: RefContext::InitNewReference. "
+                                L"desc: Too many transforms."),
               Last());
 }
 
@@ -477,8 +494,9 @@ TEST_F(Decode, XsltTransformIsUnsupported) {
                            "<xsl:stylesheet xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\" version=\"1.0\"/>"));
     Doc doc(Document(parts.Xml()));
     EXPECT_EQ(static_cast<HRESULT>(0x80092105L), doc.hr());
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: RefContext::InitNewReference. "
-                                                         L"desc: Unsupported Transform. unknown cxTfm"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: RefContext::InitNewReference. "
+                                L"desc: Unsupported Transform. unknown cxTfm"),
               Last());
 }
 
@@ -549,20 +567,24 @@ TEST_F(Decode, KeyInfoItemsInDocumentOrder) {
 
 TEST_F(Decode, IssuerNameWithoutSerialFailsTheDecode) {
     SigParts parts;
-    parts.keyInfo = "<KeyInfo><X509Data><X509IssuerSerial><X509IssuerName>CN=I</X509IssuerName>"
-                    "</X509IssuerSerial></X509Data></KeyInfo>";
+    parts.keyInfo =
+        "<KeyInfo><X509Data><X509IssuerSerial><X509IssuerName>CN=I</X509IssuerName>"
+        "</X509IssuerSerial></X509Data></KeyInfo>";
     Doc doc(Document(parts.Xml()));
     EXPECT_EQ(static_cast<HRESULT>(0x80092110L), doc.hr()) << Last();
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: SigContext::LoadX509Data. desc: "
-                                                         L"Unexpected XML element found. issuerName && !issuerSerial"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: SigContext::LoadX509Data. desc: "
+                                L"Unexpected XML element found. issuerName && !issuerSerial"),
               Last());
     SigParts serialOnly;
-    serialOnly.keyInfo = "<KeyInfo><X509Data><X509IssuerSerial><X509SerialNumber>7</X509SerialNumber>"
-                         "</X509IssuerSerial></X509Data></KeyInfo>";
+    serialOnly.keyInfo =
+        "<KeyInfo><X509Data><X509IssuerSerial><X509SerialNumber>7</X509SerialNumber>"
+        "</X509IssuerSerial></X509Data></KeyInfo>";
     Doc other(Document(serialOnly.Xml()));
     EXPECT_EQ(static_cast<HRESULT>(0x80092110L), other.hr());
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: SigContext::LoadX509Data. desc: "
-                                                         L"Unexpected XML element found. !issuerName && issuerSerial"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: SigContext::LoadX509Data. desc: "
+                                L"Unexpected XML element found. !issuerName && issuerSerial"),
               Last());
 }
 
@@ -591,7 +613,8 @@ TEST_F(Decode, ObjectsWithManifests) {
     EXPECT_EQ(0u, StatusOf(obj->hObject).dwInfoStatus & CRYPT_XML_STATUS_DIGEST_VALID);
     EXPECT_EQ(nullptr, sig->rgpObject[1]->wszId);
     EXPECT_EQ(0u, sig->rgpObject[1]->Manifest.cReference);
-    const std::string encoded(reinterpret_cast<char*>(sig->rgpObject[1]->Encoded.pbData), sig->rgpObject[1]->Encoded.cbData);
+    const std::string encoded(reinterpret_cast<char*>(sig->rgpObject[1]->Encoded.pbData),
+                              sig->rgpObject[1]->Encoded.cbData);
     EXPECT_EQ("<Object xmlns=\"http://www.w3.org/2000/09/xmldsig#\"/>", encoded);
 }
 
@@ -601,8 +624,9 @@ TEST_F(Decode, DuplicateObjectIdsAreRefused) {
     parts.references = SigParts::Reference("#same");
     Doc doc(Document(parts.Xml()));
     EXPECT_EQ(static_cast<HRESULT>(0x80092112L), doc.hr());
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: ObjContext::ObjContext. desc: "
-                                                         L"Non-unique Id attribute found in the document."),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: ObjContext::ObjContext. desc: "
+                                L"Non-unique Id attribute found in the document."),
               Last());
 }
 
@@ -623,8 +647,9 @@ TEST_F(Decode, OneBadSignatureFailsTheWholeOpen) {
     Doc doc(Document(good.Xml() + bad.Xml()));
     EXPECT_EQ(static_cast<HRESULT>(0x80092104L), doc.hr());
     EXPECT_EQ(nullptr, doc.handle());
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode", L"an error occurred. function: SigContext::SigContext. desc: "
-                                                         L"Unsupported algorithm. urn:unknown"),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlOpenToDecode",
+                                L"an error occurred. function: SigContext::SigContext. desc: "
+                                L"Unsupported algorithm. urn:unknown"),
               Last());
 }
 
@@ -675,7 +700,8 @@ TEST_F(Decode, GostKeyValueInTheCryptoProNamespace) {
 }
 
 TEST_F(Decode, GostKeyValueHoldingASubjectPublicKeyInfo) {
-    const std::string keyValue = "<KeyValue><GOSTKeyValue>MGMwHAYGKoUDAgITMBIGByqFAwICIwEGByqFAwICHgEDQwAEQA==</GOSTKeyValue></KeyValue>";
+    const std::string keyValue =
+        "<KeyValue><GOSTKeyValue>MGMwHAYGKoUDAgITMBIGByqFAwICIwEGByqFAwICHgEDQwAEQA==</GOSTKeyValue></KeyValue>";
     DWORD charset = 0;
     EXPECT_EQ("<KeyValue xmlns=\"http://www.w3.org/2000/09/xmldsig#\">" + keyValue.substr(10),
               GostKeyValueBlob(keyValue, &charset));
@@ -695,9 +721,10 @@ TEST_F(Decode, GostKeyValueFollowsTheDocumentCharset) {
     const CRYPT_XML_BLOB& blob = doc.Sig()->pKeyInfo->rgKeyInfo[0].KeyValue.GOSTKeyValue;
     EXPECT_EQ(CRYPT_XML_CHARSET_UTF16LE, blob.dwCharset);
     const std::wstring text(reinterpret_cast<wchar_t*>(blob.pbData), blob.cbData / 2);
-    EXPECT_EQ(L"<KeyValue xmlns=\"http://www.w3.org/2000/09/xmldsig#\"><GOSTKeyValue><PublicKey>AAAA</PublicKey>"
-              L"</GOSTKeyValue></KeyValue>",
-              text);
+    EXPECT_EQ(
+        L"<KeyValue xmlns=\"http://www.w3.org/2000/09/xmldsig#\"><GOSTKeyValue><PublicKey>AAAA</PublicKey>"
+        L"</GOSTKeyValue></KeyValue>",
+        text);
 }
 
 TEST_F(Decode, UnknownKeyValueContentFailsTheDecode) {

@@ -7,9 +7,8 @@
 #include <cstdio>
 
 int main() {
-    const CRYPT_XML_ALGORITHM_INFO* e =
-        CryptXmlFindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI, L"http://www.w3.org/2000/09/xmldsig#sha1",
-                                  CRYPT_XML_GROUP_ID_HASH, 0);
+    const CRYPT_XML_ALGORITHM_INFO* e = CryptXmlFindAlgorithmInfo(
+        CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI, L"http://www.w3.org/2000/09/xmldsig#sha1", CRYPT_XML_GROUP_ID_HASH, 0);
     CRYPT_XML_ALGORITHM alg = {sizeof(alg), L"http://www.w3.org/2000/09/xmldsig#sha1", {}};
     CRYPT_XML_ALGORITHM_INFO* copy = nullptr;
     const HRESULT got = CryptXmlGetAlgorithmInfo(&alg, 0, &copy);

@@ -109,10 +109,11 @@ TEST(FaultyPrefix, DsaKeyDuplicationFails) {
 }
 
 std::vector<std::wstring> GostFallbackThen(const std::string& failure) {
-    return {RoutineLine("ImportGostKey",
-                        "CryptAcquireContext() returns NTE_KEYSET_NOT_DEF on (KRM_PROV_TYPE, CRYPT_VERIFYCONTEXT)"),
-            RoutineLine("ImportGostKey", "Try to call CryptAcquireContext() with (CPRO_PROV_TYPE, CRYPT_VERIFYCONTEXT)"),
-            GostExceptionLine("ImportGostKey", failure)};
+    return {
+        RoutineLine("ImportGostKey",
+                    "CryptAcquireContext() returns NTE_KEYSET_NOT_DEF on (KRM_PROV_TYPE, CRYPT_VERIFYCONTEXT)"),
+        RoutineLine("ImportGostKey", "Try to call CryptAcquireContext() with (CPRO_PROV_TYPE, CRYPT_VERIFYCONTEXT)"),
+        GostExceptionLine("ImportGostKey", failure)};
 }
 
 Bytes GostPoint() {
@@ -128,7 +129,7 @@ TEST(FaultyPrefix, GostBothProvidersUnavailable) {
     EXPECT_EQ(kFail, r.hr);
     EXPECT_EQ(GostFallbackThen("CryptAcquireContext(CPRO_PROV_TYPE,CRYPT_VERIFYCONTEXT) returns 0x80090019"), r.lines);
     EXPECT_EQ(r.lines.empty() ? L"" : r.lines.back(), dll().LastMessage());
-    EXPECT_EQ(0u, r.prov);  // zeroed when the provider was looked for
+    EXPECT_EQ(0u, r.prov);         // zeroed when the provider was looked for
     EXPECT_EQ(kUntouched, r.key);  // written only on success
 }
 
@@ -138,7 +139,7 @@ TEST(FaultyPrefix, GostKeyDuplicationFails) {
     const ImportResult r = Import(gost.value);
     EXPECT_EQ(kFail, r.hr);
     EXPECT_EQ(GostFallbackThen("CryptDuplicateKey() failed."), r.lines);
-    EXPECT_EQ(0u, r.prov);  // zeroed when the provider was looked for
+    EXPECT_EQ(0u, r.prov);         // zeroed when the provider was looked for
     EXPECT_EQ(kUntouched, r.key);  // written only on success
 }
 

@@ -14,9 +14,10 @@ const std::string kMessage = "a message signed by the soft GOST provider";
 
 // The two lines of the fallback from type 2 to type 75.
 std::vector<std::wstring> FallbackLines() {
-    return {RoutineLine("ImportGostKey",
-                        "CryptAcquireContext() returns NTE_KEYSET_NOT_DEF on (KRM_PROV_TYPE, CRYPT_VERIFYCONTEXT)"),
-            RoutineLine("ImportGostKey", "Try to call CryptAcquireContext() with (CPRO_PROV_TYPE, CRYPT_VERIFYCONTEXT)")};
+    return {
+        RoutineLine("ImportGostKey",
+                    "CryptAcquireContext() returns NTE_KEYSET_NOT_DEF on (KRM_PROV_TYPE, CRYPT_VERIFYCONTEXT)"),
+        RoutineLine("ImportGostKey", "Try to call CryptAcquireContext() with (CPRO_PROV_TYPE, CRYPT_VERIFYCONTEXT)")};
 }
 
 struct GostSigner : SigningKey {
@@ -96,8 +97,7 @@ TEST_P(GostType2Prefix, SubjectPublicKeyInfoForm) {
     ExpectImportVerifies(gost.value, signer);
 }
 
-INSTANTIATE_TEST_SUITE_P(Charsets, GostType2Prefix,
-                         testing::Values(CRYPT_XML_CHARSET_UTF8, CRYPT_XML_CHARSET_UTF16LE),
+INSTANTIATE_TEST_SUITE_P(Charsets, GostType2Prefix, testing::Values(CRYPT_XML_CHARSET_UTF8, CRYPT_XML_CHARSET_UTF16LE),
                          [](const testing::TestParamInfo<CRYPT_XML_CHARSET>& info) {
                              return info.param == CRYPT_XML_CHARSET_UTF8 ? "Utf8" : "Utf16Le";
                          });
@@ -116,9 +116,10 @@ TEST(GostType2Prefix, EmptyBlobIsAnInvalidArgument) {
 TEST(GostType2Prefix, BlobBeyondTheMaximumIsTooLarge) {
     GostValue gost(KeyValueElement(GostKeyValueDsig(Bytes(64, 1))), CRYPT_XML_CHARSET_UTF8);
     gost.value.GOSTKeyValue.cbData = kBeyondBlobMax;
-    ExpectFailure(Import(gost.value), kLarge,
-                  {GostExceptionLine("ImportGostKey",
-                                     "The value is too large. the length of keyValue xml is exceeded CRYPT_XML_BLOB_MAX.")});
+    ExpectFailure(
+        Import(gost.value), kLarge,
+        {GostExceptionLine("ImportGostKey",
+                           "The value is too large. the length of keyValue xml is exceeded CRYPT_XML_BLOB_MAX.")});
 }
 
 TEST(GostType2Prefix, KeyValueWithoutPublicKey) {
@@ -153,11 +154,11 @@ TEST(GostType2Prefix, KeyValueOfADecodedSignature) {
     const GostSigner signer;
     testing_support::SigParts parts;
     parts.signatureMethod = "urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411";
-    parts.references = testing_support::SigParts::Reference(
-        "#obj1", "", "", "urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411",
-        "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8=");
-    parts.keyInfo = "<KeyInfo><KeyName>soft gost</KeyName><KeyValue>" + GostKeyValueDsig(signer.Point()) +
-                    "</KeyValue></KeyInfo>";
+    parts.references =
+        testing_support::SigParts::Reference("#obj1", "", "", "urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411",
+                                             "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8=");
+    parts.keyInfo =
+        "<KeyInfo><KeyName>soft gost</KeyName><KeyValue>" + GostKeyValueDsig(signer.Point()) + "</KeyValue></KeyInfo>";
     std::string xml = testing_support::Document(parts.Xml());
     CRYPT_XML_BLOB blob = {CRYPT_XML_CHARSET_AUTO, static_cast<ULONG>(xml.size()), reinterpret_cast<BYTE*>(&xml[0])};
     HCRYPTXML doc = nullptr;

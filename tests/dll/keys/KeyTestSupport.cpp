@@ -78,8 +78,8 @@ Bytes SigningKey::PublicBlob() const {
 Bytes SigningKey::Sign(const std::string& message) const {
     Hash hash;
     EXPECT_TRUE(CryptCreateHash(prov.h, hashAlg, 0, 0, &hash.h)) << std::hex << GetLastError();
-    EXPECT_TRUE(CryptHashData(hash.h, reinterpret_cast<const BYTE*>(message.data()),
-                              static_cast<DWORD>(message.size()), 0));
+    EXPECT_TRUE(
+        CryptHashData(hash.h, reinterpret_cast<const BYTE*>(message.data()), static_cast<DWORD>(message.size()), 0));
     DWORD length = 0;
     EXPECT_TRUE(CryptSignHashW(hash.h, AT_SIGNATURE, nullptr, 0, nullptr, &length)) << std::hex << GetLastError();
     Bytes signature(length);

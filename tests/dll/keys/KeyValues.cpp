@@ -15,8 +15,8 @@ constexpr size_t kGostPointLength = 64;
 
 // DER of SEQUENCE { 1.2.643.2.2.35.1, 1.2.643.2.2.30.1 }: the parameter sets softgost
 // generates keys on.
-const Bytes kGostParamSets = {0x30, 0x12, 0x06, 0x07, 0x2a, 0x85, 0x03, 0x02, 0x02, 0x23, 0x01,
-                              0x06, 0x07, 0x2a, 0x85, 0x03, 0x02, 0x02, 0x1e, 0x01};
+const Bytes kGostParamSets = {0x30, 0x12, 0x06, 0x07, 0x2a, 0x85, 0x03, 0x02, 0x02, 0x23,
+                              0x01, 0x06, 0x07, 0x2a, 0x85, 0x03, 0x02, 0x02, 0x1e, 0x01};
 
 DWORD DwordAt(const Bytes& b, size_t at) {
     DWORD v = 0;
@@ -32,7 +32,9 @@ Bytes Slice(const Bytes& b, size_t at, size_t length) {
     return Bytes(b.begin() + static_cast<std::ptrdiff_t>(at), b.begin() + static_cast<std::ptrdiff_t>(at + length));
 }
 
-Bytes BigEndianOf(const Bytes& b, size_t at, size_t length) { return StripLeadingZeros(Reversed(Slice(b, at, length))); }
+Bytes BigEndianOf(const Bytes& b, size_t at, size_t length) {
+    return StripLeadingZeros(Reversed(Slice(b, at, length)));
+}
 
 DsaNumbers DsaFromCapiBlob(const Bytes& blob) {
     const size_t pLength = DwordAt(blob, 12) / 8;  // after BLOBHEADER: magic, bitlen

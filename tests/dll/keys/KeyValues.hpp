@@ -29,9 +29,9 @@ CRYPT_XML_KEY_VALUE RsaValue(const RsaNumbers& n);
 CRYPT_XML_KEY_VALUE DsaValue(const DsaNumbers& n);
 
 // The three ways a GOST public key is written as a KeyValue element.
-std::string GostKeyValueDsig(const Bytes& point);           // (a) XML-DSig namespace, raw point
-std::string GostKeyValueCpxmlsec(const Bytes& point);       // (b) cpxmlsec namespace, OCTET STRING
-std::string GostKeyValueSpki(const Bytes& point);           // (c) a whole SubjectPublicKeyInfo
+std::string GostKeyValueDsig(const Bytes& point);              // (a) XML-DSig namespace, raw point
+std::string GostKeyValueCpxmlsec(const Bytes& point);          // (b) cpxmlsec namespace, OCTET STRING
+std::string GostKeyValueSpki(const Bytes& point);              // (c) a whole SubjectPublicKeyInfo
 std::string KeyValueElement(const std::string& gostKeyValue);  // <KeyValue xmlns=dsig>...</KeyValue>
 
 // A GOST key value: the serialised element in one charset, and the CRYPT_XML_KEY_VALUE

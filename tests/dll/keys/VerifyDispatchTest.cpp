@@ -178,9 +178,8 @@ std::unique_ptr<CallerKey> KeyFromSignerCertificate(const Document& document) {
     if (cert.context == nullptr) return owned;
     EXPECT_TRUE(CryptAcquireContextW(&owned->prov.h, nullptr, nullptr, kCproProvType, CRYPT_VERIFYCONTEXT))
         << std::hex << GetLastError();
-    EXPECT_TRUE(CryptImportPublicKeyInfoEx(owned->prov.h, X509_ASN_ENCODING,
-                                           &cert.context->pCertInfo->SubjectPublicKeyInfo, 0, 0, nullptr,
-                                           &owned->key.h))
+    EXPECT_TRUE(CryptImportPublicKeyInfoEx(
+        owned->prov.h, X509_ASN_ENCODING, &cert.context->pCertInfo->SubjectPublicKeyInfo, 0, 0, nullptr, &owned->key.h))
         << std::hex << GetLastError();
     return owned;
 }

@@ -18,8 +18,9 @@ std::wstring OwnDirectoryFile(const wchar_t* name) {
 
 TEST(RedirectionMissingEntry, IsReportedOnceAtTheFirstCall) {
     const std::vector<std::wstring> first = LinesOf([] { EXPECT_EQ(S_FALSE, dll().RedirectionIsEnabled()); });
-    EXPECT_EQ(std::vector<std::wstring>{Line("EnsureMsCryptXmlLoaded", "At least one CryptXml-function could not "
-                                                                       "be found in the loaded CryptXml.dll.")},
+    EXPECT_EQ(std::vector<std::wstring>{Line("EnsureMsCryptXmlLoaded",
+                                             "At least one CryptXml-function could not "
+                                             "be found in the loaded CryptXml.dll.")},
               first);
     EXPECT_EQ(OwnDirectoryFile(L"CryptXml.dll"), StandIn().Path());
     const std::vector<std::wstring> second = LinesOf([] { EXPECT_EQ(S_FALSE, dll().RedirectionIsEnabled()); });
@@ -49,9 +50,8 @@ TEST(RedirectionMissingEntry, TheMissingFunctionAnswersProcNotFound) {
     const StandIn standIn;
     const LONG before = standIn.Calls();
     const CRYPT_XML_DOC_CTXT* ctxt = nullptr;
-    const std::vector<std::wstring> lines = LinesOf([&] {
-        EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND), dll().GetDocContext(nullptr, &ctxt));
-    });
+    const std::vector<std::wstring> lines =
+        LinesOf([&] { EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND), dll().GetDocContext(nullptr, &ctxt)); });
     EXPECT_EQ(std::vector<std::wstring>{Line("CryptXmlGetDocContext", "the loaded CryptXml.dll has no such function.")},
               lines);
     EXPECT_EQ(nullptr, ctxt);

@@ -116,14 +116,13 @@ TEST_F(RedirectionOn, EveryPublishedFunctionIsForwardedArgumentForArgument) {
         EXPECT_EQ(Marker(kStandInOpenToEncode), dll().OpenToEncode(config, 0x11, id, property, 0x12, blob, out));
         ExpectCall(standIn_, kStandInOpenToEncode, {0x1001, 0x11, 0x1006, 0x1002, 0x12, 0x1003, 0x1005});
 
-        EXPECT_EQ(Marker(kStandInCreateReference),
-                  dll().CreateReference(handle, 0x21, id, Fake<LPCWSTR>(0x2001), Fake<LPCWSTR>(0x2002), alg, 0x22,
-                                        alg2, out));
+        EXPECT_EQ(Marker(kStandInCreateReference), dll().CreateReference(handle, 0x21, id, Fake<LPCWSTR>(0x2001),
+                                                                         Fake<LPCWSTR>(0x2002), alg, 0x22, alg2, out));
         ExpectCall(standIn_, kStandInCreateReference,
                    {0x1004, 0x21, 0x1006, 0x2001, 0x2002, 0x1007, 0x22, 0x1008, 0x1005});
 
         EXPECT_EQ(Marker(kStandInSign), dll().Sign(handle, 0x3001, 0x31, 0x32, CRYPT_XML_KEYINFO_SPEC_PARAM,
-                                                    Fake<const void*>(0x3002), alg, alg2));
+                                                   Fake<const void*>(0x3002), alg, alg2));
         ExpectCall(standIn_, kStandInSign,
                    {0x1004, 0x3001, 0x31, 0x32, CRYPT_XML_KEYINFO_SPEC_PARAM, 0x3002, 0x1007, 0x1008});
 
@@ -134,8 +133,8 @@ TEST_F(RedirectionOn, EveryPublishedFunctionIsForwardedArgumentForArgument) {
         ExpectCall(standIn_, kStandInGetStatus, {0x1004, 0x5001});
 
         auto write = Fake<PFN_CRYPT_XML_WRITE_CALLBACK>(0x6002);
-        EXPECT_EQ(Marker(kStandInEncode), dll().Encode(handle, CRYPT_XML_CHARSET_UTF16BE, property, 0x61,
-                                                        Fake<void*>(0x6001), write));
+        EXPECT_EQ(Marker(kStandInEncode),
+                  dll().Encode(handle, CRYPT_XML_CHARSET_UTF16BE, property, 0x61, Fake<void*>(0x6001), write));
         ExpectCall(standIn_, kStandInEncode, {0x1004, CRYPT_XML_CHARSET_UTF16BE, 0x1002, 0x61, 0x6001, 0x6002});
 
         EXPECT_EQ(Marker(kStandInOpenToDecode), dll().OpenToDecode(config, 0x71, property, 0x72, blob, out));
@@ -151,14 +150,15 @@ TEST_F(RedirectionOn, EveryPublishedFunctionIsForwardedArgumentForArgument) {
         ExpectCall(standIn_, kStandInGetDocContext, {0x1004, 0xA001});
 
         // A CNG key would be refused on the library's own path; here it goes through.
-        EXPECT_EQ(Marker(kStandInVerifySignature), dll().VerifySignature(handle, Fake<BCRYPT_KEY_HANDLE>(0xB001), 0xB2));
+        EXPECT_EQ(Marker(kStandInVerifySignature),
+                  dll().VerifySignature(handle, Fake<BCRYPT_KEY_HANDLE>(0xB001), 0xB2));
         ExpectCall(standIn_, kStandInVerifySignature, {0x1004, 0xB001, 0xB2});
 
         EXPECT_EQ(standIn_.Sentinel(), dll().FindAlgorithmInfo(0xC1, Fake<const void*>(0xC001), 0xC2, 0xC3));
         ExpectCall(standIn_, kStandInFindAlgorithmInfo, {0xC1, 0xC001, 0xC2, 0xC3});
 
-        EXPECT_EQ(Marker(kStandInImportPublicKey),
-                  dll().ImportPublicKey(0xD1, Fake<const CRYPT_XML_KEY_VALUE*>(0xD001), Fake<BCRYPT_KEY_HANDLE*>(0xD002)));
+        EXPECT_EQ(Marker(kStandInImportPublicKey), dll().ImportPublicKey(0xD1, Fake<const CRYPT_XML_KEY_VALUE*>(0xD001),
+                                                                         Fake<BCRYPT_KEY_HANDLE*>(0xD002)));
         ExpectCall(standIn_, kStandInImportPublicKey, {0xD1, 0xD001, 0xD002});
 
         EXPECT_EQ(Marker(kStandInDigestReference),
@@ -176,8 +176,8 @@ TEST_F(RedirectionOn, EveryPublishedFunctionIsForwardedArgumentForArgument) {
         EXPECT_EQ(Marker(kStandInSetHMACSecret), dll().SetHMACSecret(handle, Fake<const BYTE*>(0x11001), 0x111));
         ExpectCall(standIn_, kStandInSetHMACSecret, {0x1004, 0x11001, 0x111});
 
-        EXPECT_EQ(Marker(kStandInAddObject), dll().AddObject(handle, 0x121, property, 0x122, blob,
-                                                              Fake<const CRYPT_XML_OBJECT**>(0x12001)));
+        EXPECT_EQ(Marker(kStandInAddObject),
+                  dll().AddObject(handle, 0x121, property, 0x122, blob, Fake<const CRYPT_XML_OBJECT**>(0x12001)));
         ExpectCall(standIn_, kStandInAddObject, {0x1004, 0x121, 0x1002, 0x122, 0x1003, 0x12001});
 
         EXPECT_EQ(Marker(kStandInGetTransforms),

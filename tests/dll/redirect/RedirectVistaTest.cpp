@@ -20,18 +20,14 @@ TEST(RedirectionOnVista, TheWineSettingsReportVersion60) {
     EXPECT_EQ(0u, version.dwMinorVersion);
 }
 
-TEST(RedirectionOnVista, IsNotAvailable) {
-    EXPECT_EQ(S_FALSE, dll().RedirectionIsAvailable());
-}
+TEST(RedirectionOnVista, IsNotAvailable) { EXPECT_EQ(S_FALSE, dll().RedirectionIsAvailable()); }
 
 TEST(RedirectionOnVista, SwitchingOnIsRefusedAndChangesNothing) {
     EXPECT_EQ(kOperation, dll().EnableRedirection(TRUE));
     EXPECT_EQ(S_FALSE, dll().RedirectionIsEnabled());
 }
 
-TEST(RedirectionOnVista, SwitchingOffIsAllowedWithoutHandles) {
-    EXPECT_EQ(S_OK, dll().EnableRedirection(FALSE));
-}
+TEST(RedirectionOnVista, SwitchingOffIsAllowedWithoutHandles) { EXPECT_EQ(S_OK, dll().EnableRedirection(FALSE)); }
 
 TEST(RedirectionOnVista, SwitchingOffIsRefusedWhileAHandleIsOpen) {
     HCRYPTXML doc = OpenDocument();
@@ -41,13 +37,11 @@ TEST(RedirectionOnVista, SwitchingOffIsRefusedWhileAHandleIsOpen) {
 
 TEST(RedirectionOnVista, EveryCallTriesTheLoadAgainAndSaysSo) {
     for (int round = 0; round < 2; ++round) {
-        const std::vector<std::wstring> lines = LinesOf([] {
-            EXPECT_EQ(E_INVALIDARG, dll().GetStatus(nullptr, nullptr));
-        });
+        const std::vector<std::wstring> lines =
+            LinesOf([] { EXPECT_EQ(E_INVALIDARG, dll().GetStatus(nullptr, nullptr)); });
         const std::vector<std::wstring> expected = {
-            kLoadFailed,
-            Line("CryptXmlGetStatus", testing_support::InvalidArgMessage("CryptXmlGetStatus",
-                                                                         "NULL == pStatus || NULL == hCryptXml"))};
+            kLoadFailed, Line("CryptXmlGetStatus", testing_support::InvalidArgMessage(
+                                                       "CryptXmlGetStatus", "NULL == pStatus || NULL == hCryptXml"))};
         EXPECT_EQ(expected, lines) << "round " << round;
     }
     const std::vector<std::wstring> query = LinesOf([] { EXPECT_EQ(S_FALSE, dll().RedirectionIsEnabled()); });

@@ -14,8 +14,8 @@
 namespace {
 
 StandInCall lastCall;
-const CRYPT_XML_ALGORITHM_INFO sentinel = {sizeof(CRYPT_XML_ALGORITHM_INFO), nullptr, nullptr, 0, nullptr, nullptr, 0, 0,
-                                           nullptr, nullptr};
+const CRYPT_XML_ALGORITHM_INFO sentinel = {
+    sizeof(CRYPT_XML_ALGORITHM_INFO), nullptr, nullptr, 0, nullptr, nullptr, 0, 0, nullptr, nullptr};
 
 template <class T>
 ULONGLONG Widen(T value) {
@@ -42,13 +42,9 @@ HRESULT Record(StandInEntry entry, A... args) {
 
 extern "C" {
 
-__declspec(dllexport) void WINAPI StandInLastCall(StandInCall* out) {
-    *out = lastCall;
-}
+__declspec(dllexport) void WINAPI StandInLastCall(StandInCall* out) { *out = lastCall; }
 
-__declspec(dllexport) const void* WINAPI StandInSentinel(void) {
-    return &sentinel;
-}
+__declspec(dllexport) const void* WINAPI StandInSentinel(void) { return &sentinel; }
 
 HRESULT WINAPI CryptXmlOpenToEncode(const CRYPT_XML_TRANSFORM_CHAIN_CONFIG* a, DWORD b, LPCWSTR c,
                                     const CRYPT_XML_PROPERTY* d, ULONG e, const CRYPT_XML_BLOB* f, HCRYPTXML* g) {
@@ -61,19 +57,14 @@ HRESULT WINAPI CryptXmlCreateReference(HCRYPTXML a, DWORD b, LPCWSTR c, LPCWSTR 
     return Record(kStandInCreateReference, a, b, c, d, e, f, g, h, i);
 }
 
-HRESULT WINAPI CryptXmlSign(HCRYPTXML a, HCRYPTPROV_OR_NCRYPT_KEY_HANDLE b, DWORD c, DWORD d,
-                            CRYPT_XML_KEYINFO_SPEC e, const void* f, const CRYPT_XML_ALGORITHM* g,
-                            const CRYPT_XML_ALGORITHM* h) {
+HRESULT WINAPI CryptXmlSign(HCRYPTXML a, HCRYPTPROV_OR_NCRYPT_KEY_HANDLE b, DWORD c, DWORD d, CRYPT_XML_KEYINFO_SPEC e,
+                            const void* f, const CRYPT_XML_ALGORITHM* g, const CRYPT_XML_ALGORITHM* h) {
     return Record(kStandInSign, a, b, c, d, static_cast<DWORD>(e), f, g, h);
 }
 
-HRESULT WINAPI CryptXmlClose(HCRYPTXML a) {
-    return Record(kStandInClose, a);
-}
+HRESULT WINAPI CryptXmlClose(HCRYPTXML a) { return Record(kStandInClose, a); }
 
-HRESULT WINAPI CryptXmlGetStatus(HCRYPTXML a, CRYPT_XML_STATUS* b) {
-    return Record(kStandInGetStatus, a, b);
-}
+HRESULT WINAPI CryptXmlGetStatus(HCRYPTXML a, CRYPT_XML_STATUS* b) { return Record(kStandInGetStatus, a, b); }
 
 HRESULT WINAPI CryptXmlEncode(HCRYPTXML a, CRYPT_XML_CHARSET b, const CRYPT_XML_PROPERTY* c, ULONG d, void* e,
                               PFN_CRYPT_XML_WRITE_CALLBACK f) {

@@ -48,7 +48,8 @@ struct SignedHmac {
     HRESULT hr = E_FAIL;
     SignedHmac() {
         ref = sig.Ref(L"", {kEnveloped, kC14n});
-        const std::string object = "<ds:Object xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\" Id=\"obj\">o</ds:Object>";
+        const std::string object =
+            "<ds:Object xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\" Id=\"obj\">o</ds:Object>";
         const CRYPT_XML_BLOB blob = Blob(object);
         dll().AddObject(sig.h(), 0, nullptr, 0, &blob, nullptr);
         hr = sig.SignHmac(kSecret);
@@ -138,15 +139,15 @@ TEST_F(Sign, Utf16SourceDocumentIsSigned) {
 
 TEST_F(Sign, IdsFollowTheFormatFlagsAndTheLengthLimit) {
     HCRYPTXML h = nullptr;
-    EXPECT_EQ(static_cast<HRESULT>(0x80092110L),
-              dll().OpenToEncode(nullptr, CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT, L"1-starts-with-a-digit", nullptr, 0,
-                                 nullptr, &h));
+    EXPECT_EQ(static_cast<HRESULT>(0x80092110L), dll().OpenToEncode(nullptr, CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT,
+                                                                    L"1-starts-with-a-digit", nullptr, 0, nullptr, &h));
     ExpectLine(L"CryptXmlOpenToEncode", Msg("BaseContext::CheckIdLimits", "Unexpected XML element found.",
                                             "invalid id attribute. CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT"));
     const std::wstring longId(257, L'i');
     EXPECT_EQ(kLarge, dll().OpenToEncode(nullptr, 0, longId.c_str(), nullptr, 0, nullptr, &h));
     EXPECT_EQ(nullptr, h);
-    ASSERT_EQ(S_OK, dll().OpenToEncode(nullptr, CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT, L"good-id", nullptr, 0, nullptr, &h));
+    ASSERT_EQ(S_OK, dll().OpenToEncode(nullptr, CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT, L"good-id", nullptr, 0,
+                                       nullptr, &h));
     // References and objects are checked by the flags they are created with.
     const CRYPT_XML_ALGORITHM digest = Alg(kSha256);
     HCRYPTXML ref = nullptr;
@@ -296,8 +297,8 @@ TEST_F(Sign, ManifestReferencesGoOnTheObjectHandle) {
     ASSERT_EQ(1u, obj->Manifest.cReference);
     EXPECT_EQ(ref, obj->Manifest.rgpReference[0]->hReference);
     // The object flag belongs to signatures only.
-    EXPECT_EQ(kInvalidOperation, dll().CreateReference(obj->hObject, CRYPT_XML_FLAG_CREATE_REFERENCE_AS_OBJECT,
-                                                       nullptr, L"#z", nullptr, &digest, 0, nullptr, &ref));
+    EXPECT_EQ(kInvalidOperation, dll().CreateReference(obj->hObject, CRYPT_XML_FLAG_CREATE_REFERENCE_AS_OBJECT, nullptr,
+                                                       L"#z", nullptr, &digest, 0, nullptr, &ref));
     ExpectLine(L"CryptXmlCreateReference", Msg("RefContext::RefContext", kNotAllowed));
     // The Id is unique across the manifest and the signature.
     EXPECT_EQ(nullptr, sig.Ref(L"#m", {}, kSha256, 0, L"mref"));
@@ -358,7 +359,8 @@ TEST_F(Sign, DecodedSignatureTakesNoNewReference) {
     const CRYPT_XML_SIGNATURE* decodedStruct = ctxt->rgpSignature[0];
     ASSERT_EQ(1u, decodedStruct->cObject);
     const HCRYPTXML decodedObject = decodedStruct->rgpObject[0]->hObject;
-    EXPECT_EQ(kOperation, dll().CreateReference(decodedObject, 0, nullptr, L"urn:x", nullptr, &digest, 0, nullptr, &ref));
+    EXPECT_EQ(kOperation,
+              dll().CreateReference(decodedObject, 0, nullptr, L"urn:x", nullptr, &digest, 0, nullptr, &ref));
     EXPECT_EQ(0u, decodedStruct->rgpObject[0]->Manifest.cReference);
     EXPECT_EQ(kOperation, dll().AddObject(decodedObject, 0, nullptr, 0, &object, nullptr));
     EXPECT_EQ(kFail, dll().AddObject(decoded, 0, nullptr, 0, &object, nullptr));
@@ -376,10 +378,12 @@ TEST_F(Sign, AddObjectChecksItsBlob) {
     ExpectLine(L"CryptXmlAddObject", Msg("CryptXmlAddObject", kArgs, "NULL == hSignatureOrObject || NULL == pEncoded"));
     CRYPT_XML_BLOB empty = Blob("");
     EXPECT_EQ(kInvalidArg, dll().AddObject(sig.h(), 0, nullptr, 0, &empty, &obj));
-    ExpectLine(L"CryptXmlAddObject", Msg("SigContext::AddObject", kArgs, "!encodedBlob->cbData || !encodedBlob->pbData"));
+    ExpectLine(L"CryptXmlAddObject",
+               Msg("SigContext::AddObject", kArgs, "!encodedBlob->cbData || !encodedBlob->pbData"));
     CRYPT_XML_BLOB badCharset = Blob("<Object/>", 4);
     EXPECT_EQ(kInvalidArg, dll().AddObject(sig.h(), 0, nullptr, 0, &badCharset, &obj));
-    ExpectLine(L"CryptXmlAddObject", Msg("SigContext::AddObject", kArgs, "encodedBlob->dwCharset has an invalid value."));
+    ExpectLine(L"CryptXmlAddObject",
+               Msg("SigContext::AddObject", kArgs, "encodedBlob->dwCharset has an invalid value."));
     CRYPT_XML_BLOB malformed = Blob("<Object>");
     EXPECT_EQ(kInvalidFormat, dll().AddObject(sig.h(), 0, nullptr, 0, &malformed, &obj));
     EXPECT_EQ(0u, sig.Struct()->cObject);
@@ -398,9 +402,10 @@ TEST_F(Sign, AddedObjectIsPublishedWithItsManifest) {
     EXPECT_STREQ(L"text/xml", obj->wszMimeType);
     EXPECT_STREQ(L"urn:enc", obj->wszEncoding);
     // The element as it now stands in the signature's document (attributes in Xerces' order).
-    EXPECT_EQ("<ds:Object xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\" Encoding=\"urn:enc\" Id=\"o\" "
-              "MimeType=\"text/xml\"><payload>p</payload></ds:Object>",
-              std::string(reinterpret_cast<const char*>(obj->Encoded.pbData), obj->Encoded.cbData));
+    EXPECT_EQ(
+        "<ds:Object xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\" Encoding=\"urn:enc\" Id=\"o\" "
+        "MimeType=\"text/xml\"><payload>p</payload></ds:Object>",
+        std::string(reinterpret_cast<const char*>(obj->Encoded.pbData), obj->Encoded.cbData));
     ASSERT_EQ(1u, sig.Struct()->cObject);
     EXPECT_EQ(obj, sig.Struct()->rgpObject[0]);
 }
@@ -413,19 +418,22 @@ TEST_F(Sign, CustomContentOnAnObjectHandle) {
     CRYPT_XML_BLOB blob = Blob(content);
     const CRYPT_XML_OBJECT* out = nullptr;
     EXPECT_EQ(kInvalidArg, dll().AddObject(obj->hObject, 0, nullptr, 0, &blob, &out));
-    ExpectLine(L"CryptXmlAddObject",
-               Msg("CryptXmlAddObject", kArgs,
-                   "In case of hSignatureOrObject contains a handle of the Object the ppObject parameter must be NULL."));
+    ExpectLine(
+        L"CryptXmlAddObject",
+        Msg("CryptXmlAddObject", kArgs,
+            "In case of hSignatureOrObject contains a handle of the Object the ppObject parameter must be NULL."));
     // Without the copy flag the caller's bytes are the object's.
     ASSERT_EQ(S_OK, dll().AddObject(obj->hObject, 0, nullptr, 0, &blob, nullptr));
     EXPECT_EQ(reinterpret_cast<const BYTE*>(content.data()), obj->Encoded.pbData);
     content.replace(9, 5, "other");
-    EXPECT_EQ("<content>other</content>", std::string(reinterpret_cast<const char*>(obj->Encoded.pbData), obj->Encoded.cbData));
+    EXPECT_EQ("<content>other</content>",
+              std::string(reinterpret_cast<const char*>(obj->Encoded.pbData), obj->Encoded.cbData));
     // With it, a copy.
     ASSERT_EQ(S_OK, dll().AddObject(obj->hObject, CRYPT_XML_FLAG_ADD_OBJECT_CREATE_COPY, nullptr, 0, &blob, nullptr));
     EXPECT_NE(reinterpret_cast<const BYTE*>(content.data()), obj->Encoded.pbData);
     content.replace(9, 5, "third");
-    EXPECT_EQ("<content>other</content>", std::string(reinterpret_cast<const char*>(obj->Encoded.pbData), obj->Encoded.cbData));
+    EXPECT_EQ("<content>other</content>",
+              std::string(reinterpret_cast<const char*>(obj->Encoded.pbData), obj->Encoded.cbData));
     EXPECT_EQ(CRYPT_XML_CHARSET_UTF8, obj->Encoded.dwCharset);
     // The signed document carries the content inside the object.
     ASSERT_EQ(S_OK, sig.SignHmac(kSecret)) << Last();
@@ -452,9 +460,10 @@ TEST_F(Sign, CustomContentBlobBoundsAndCharsets) {
     EXPECT_EQ(S_OK, dll().AddObject(obj, 0, nullptr, 0, &blob, nullptr));
     blob = Blob(bytes, 4);
     EXPECT_EQ(kInvalidFormat, dll().AddObject(obj, 0, nullptr, 0, &blob, nullptr));
-    ExpectLine(L"CryptXmlAddObject", Msg("ObjContext::SetCustomContent",
-                                         "The input data was not in the expected format or did not have the expected value.",
-                                         "encodedBlob->dwCharset has an invalid value."));
+    ExpectLine(L"CryptXmlAddObject",
+               Msg("ObjContext::SetCustomContent",
+                   "The input data was not in the expected format or did not have the expected value.",
+                   "encodedBlob->dwCharset has an invalid value."));
     blob = Blob("");
     EXPECT_EQ(kInvalidArg, dll().AddObject(obj, 0, nullptr, 0, &blob, nullptr));
     ExpectLine(L"CryptXmlAddObject",
@@ -470,7 +479,8 @@ TEST_F(Sign, ObjectStatusFollowsItsManifest) {
     EXPECT_EQ(0u, status.dwInfoStatus);
     const CRYPT_XML_ALGORITHM digest = Alg(kSha256);
     HCRYPTXML ref = nullptr;
-    ASSERT_EQ(S_OK, dll().CreateReference(obj, 0, nullptr, L"http://example.com/a", nullptr, &digest, 0, nullptr, &ref));
+    ASSERT_EQ(S_OK,
+              dll().CreateReference(obj, 0, nullptr, L"http://example.com/a", nullptr, &digest, 0, nullptr, &ref));
     status = sig.Status(obj);
     EXPECT_EQ(0x1u, status.dwErrorStatus);
     EXPECT_EQ(0u, status.dwInfoStatus & CRYPT_XML_STATUS_DIGEST_VALID);
@@ -789,7 +799,8 @@ TEST_F(Sign, ThreadsSignSideBySide) {
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&good, t] {
             for (int i = 0; i < 40; ++i) {
-                const std::string doc = "<Doc><Data>thread " + std::to_string(t) + " round " + std::to_string(i) + "</Data></Doc>";
+                const std::string doc =
+                    "<Doc><Data>thread " + std::to_string(t) + " round " + std::to_string(i) + "</Data></Doc>";
                 NewSig sig(doc);
                 if (sig.Ref(L"", {kEnveloped, kC14n}) == nullptr || sig.SignHmac(kSecret) != S_OK) continue;
                 const std::string xml = sig.Encode();

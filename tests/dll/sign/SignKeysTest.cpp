@@ -118,9 +118,10 @@ TEST_F(SignKeys, ProviderHandleThatAnswersNoTypeIsRefusedForRsaOnly) {
     NewSig sig(kInvoice);
     ASSERT_NE(nullptr, sig.Ref(L"", {kEnveloped}));
     EXPECT_EQ(kInvalidArg, sig.SignWith(dss.prov(), AT_SIGNATURE, kRsaSha256));
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlSign", Widen("an error occurred. function: SigContext::SetupRsaSigningKey. "
-                                                      "desc: One or more arguments are invalid  invalid cryptProvHandle")),
-              Last());
+    EXPECT_EQ(
+        ExpectedFrameLine(L"CryptXmlSign", Widen("an error occurred. function: SigContext::SetupRsaSigningKey. "
+                                                 "desc: One or more arguments are invalid  invalid cryptProvHandle")),
+        Last());
     // GOST asks nothing of the handle either: it fails only when the key signs.
     NewSig gost(kInvoice);
     ASSERT_NE(nullptr, gost.Ref(L"", {kEnveloped}, kGost3411More));
@@ -180,8 +181,8 @@ TEST_F(SignKeys, HmacMethodWithAProviderButNoSecret) {
     ASSERT_NE(nullptr, sig.Ref(L"", {kEnveloped}));
     EXPECT_EQ(kObjectFaulted, sig.SignWith(c.prov(), AT_SIGNATURE, kHmacSha256));
     EXPECT_EQ(ExpectedFrameLine(L"CryptXmlSign", Widen("an error occurred. function: SigContext::SetupSigningKey. "
-                                                      "desc: Current state of the object is invalid. "
-                                                      "HMAC secret is not specified.")),
+                                                       "desc: Current state of the object is invalid. "
+                                                       "HMAC secret is not specified.")),
               Last());
     // With a secret, the provider handle is ignored.
     NewSig other(kInvoice);
@@ -293,8 +294,8 @@ TEST_F(SignKeys, SignatureLocations) {
         ASSERT_NE(nullptr, sig.Ref(L"#invoice", {kEnveloped, kExcC14n}));
         ASSERT_EQ(S_OK, sig.SignHmac(kSecret)) << Last();
         const std::string xml = sig.Encode();
-        EXPECT_NE(std::string::npos, xml.find(std::string(c.expected) +
-                                              "xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\" Id=\"sig-7\">"))
+        EXPECT_NE(std::string::npos,
+                  xml.find(std::string(c.expected) + "xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\" Id=\"sig-7\">"))
             << xml;
         ExpectValid(VerifyOwn(xml, kSecret));
     }
@@ -315,7 +316,8 @@ TEST_F(SignKeys, EnvelopingDetachedAndManifest) {
     const CRYPT_XML_OBJECT* obj = sig.Struct()->rgpObject[0];
     const std::string content = "<Payload xmlns=\"urn:example\">enveloped</Payload>";
     const CRYPT_XML_BLOB contentBlob = Blob(content);
-    ASSERT_EQ(S_OK, dll().AddObject(obj->hObject, CRYPT_XML_FLAG_ADD_OBJECT_CREATE_COPY, nullptr, 0, &contentBlob, nullptr));
+    ASSERT_EQ(S_OK,
+              dll().AddObject(obj->hObject, CRYPT_XML_FLAG_ADD_OBJECT_CREATE_COPY, nullptr, 0, &contentBlob, nullptr));
     // Detached: external data from the caller.
     HCRYPTXML external = sig.Ref(L"urn:example:data");
     ASSERT_NE(nullptr, external);
@@ -376,8 +378,9 @@ TEST_F(SignKeys, AddedObjectIsSignedAsGiven) {
     ASSERT_EQ(S_OK, sig.SignHmac(kSecret)) << Last();
     const std::string xml = sig.Encode();
     // The imported element keeps the namespace declaration it was parsed with.
-    EXPECT_NE(std::string::npos, xml.find("</ds:SignatureValue><ds:Object Id=\"given\" "
-                                          "xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\"><Data>as given</Data></ds:Object>"))
+    EXPECT_NE(std::string::npos,
+              xml.find("</ds:SignatureValue><ds:Object Id=\"given\" "
+                       "xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\"><Data>as given</Data></ds:Object>"))
         << xml;
     ExpectValid(VerifyOwn(xml, kSecret));
 }

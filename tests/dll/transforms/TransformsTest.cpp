@@ -64,7 +64,11 @@ TEST(TransformTable, HasTheTenEntriesInOrder) {
     EXPECT_EQ(16u, config.cbSize);
     ASSERT_EQ(10u, config.cTransformInfo);
     const wchar_t* const uris[] = {
-        kEnveloped, kC14n, kC14nComments, kExcC14n, kExcC14nComments,
+        kEnveloped,
+        kC14n,
+        kC14nComments,
+        kExcC14n,
+        kExcC14nComments,
         L"http://www.w3.org/TR/1999/REC-xpath-19991116",
         L"http://www.w3.org/2002/06/xmldsig-filter2",
         L"http://www.w3.org/2000/09/xmldsig#base64",
@@ -166,7 +170,8 @@ TEST(EnvelopedSignature, ASignatureAsDocumentElementLeavesNothing) {
 }
 
 TEST(UnsupportedTransforms, C14n11IsRefusedAlthoughItNamesC14n) {
-    for (const wchar_t* uri : {L"http://www.w3.org/2006/12/xml-c14n11", L"http://www.w3.org/2006/12/xml-c14n11#WithComments"}) {
+    for (const wchar_t* uri :
+         {L"http://www.w3.org/2006/12/xml-c14n11", L"http://www.w3.org/2006/12/xml-c14n11#WithComments"}) {
         MemorySource input;
         input.data = kDocument;
         std::vector<std::wstring> lines;
@@ -180,14 +185,15 @@ TEST(UnsupportedTransforms, C14n11IsRefusedAlthoughItNamesC14n) {
 
 TEST(UnsupportedTransforms, ATrailingCharacterMakesAKnownUriUnknown) {
     for (const std::wstring& uri : {std::wstring(kC14n) + L"x", std::wstring(kC14nComments) + L" ",
-                                   std::wstring(kExcC14n) + L"#", std::wstring(kEnveloped) + L"/"}) {
+                                    std::wstring(kExcC14n) + L"#", std::wstring(kEnveloped) + L"/"}) {
         EXPECT_EQ(kTransformError, Transform(uri.c_str(), kDocument).hr) << std::string(uri.begin(), uri.end());
     }
 }
 
 TEST(UnsupportedTransforms, TheOtherTableEntriesAndUnknownUris) {
-    for (const wchar_t* uri : {L"http://www.w3.org/2000/09/xmldsig#base64", L"http://www.w3.org/TR/1999/REC-xpath-19991116",
-                               L"http://www.w3.org/2002/06/xmldsig-filter2", L"", L"urn:nothing"}) {
+    for (const wchar_t* uri :
+         {L"http://www.w3.org/2000/09/xmldsig#base64", L"http://www.w3.org/TR/1999/REC-xpath-19991116",
+          L"http://www.w3.org/2002/06/xmldsig-filter2", L"", L"urn:nothing"}) {
         EXPECT_EQ(kTransformError, Transform(uri, kDocument).hr);
     }
 }
@@ -210,9 +216,8 @@ TEST(InputProvider, AFirstReadOfNothingIsRefused) {
     Outcome r;
     lines = LinesOf([&] { r = Transform(kC14n, input); });
     EXPECT_EQ(kOperation, r.hr);
-    EXPECT_EQ(std::vector<std::wstring>{Line("CreateTransform",
-                                             CodeMessage("CreateTransform", "Invalid operation.",
-                                                         "providerIn does not provide any data."))},
+    EXPECT_EQ(std::vector<std::wstring>{Line("CreateTransform", CodeMessage("CreateTransform", "Invalid operation.",
+                                                                            "providerIn does not provide any data."))},
               lines);
     EXPECT_EQ(1u, input.asked.size());
 }
@@ -247,8 +252,10 @@ TEST(InputProvider, ANullCloseProcedureIsRefusedBeforeAnyRead) {
     CRYPT_XML_DATA_PROVIDER out{};
     std::vector<std::wstring> lines = LinesOf([&] { EXPECT_EQ(E_INVALIDARG, Factory()(&alg, &in, &out)); });
     EXPECT_TRUE(input.asked.empty());
-    EXPECT_EQ(std::vector<std::wstring>{Line("CreateTransform", "an error occurred. function: CreateTransform. desc: "
-                                                                    "One or more arguments are invalid ")}, lines);
+    EXPECT_EQ(std::vector<std::wstring>{Line("CreateTransform",
+                                             "an error occurred. function: CreateTransform. desc: "
+                                             "One or more arguments are invalid ")},
+              lines);
 }
 
 TEST(InputProvider, EveryMissingArgumentIsRefused) {
@@ -363,7 +370,8 @@ TEST(OutputProvider, NullStatesAreRefusedAndTraced) {
         EXPECT_EQ(E_INVALIDARG, out.pfnRead(nullptr, buffer, sizeof(buffer), &read));
         EXPECT_EQ(E_INVALIDARG, out.pfnClose(nullptr));
     });
-    const std::vector<std::wstring> expected = {Line("CanonReadProc", "NULL == tc"), Line("CanonCloseProc", "NULL == tc")};
+    const std::vector<std::wstring> expected = {Line("CanonReadProc", "NULL == tc"),
+                                                Line("CanonCloseProc", "NULL == tc")};
     EXPECT_EQ(expected, lines);
     EXPECT_EQ(S_OK, out.pfnClose(out.pvCallbackState));
 }
@@ -435,8 +443,9 @@ TEST(Canonicalisation, ExclusiveRendersAnEmptyDefaultNamespaceOnlyToUndoOne) {
     EXPECT_EQ("<root xmlns=\"urn:d\"><child xmlns=\"\"></child></root>",
               Transform(kExcC14n, "<root xmlns=\"urn:d\"><child xmlns=\"\"/></root>").bytes);
     // The nearest output ancestor using the default namespace is the root, past a prefixed one.
-    EXPECT_EQ("<root xmlns=\"urn:d\"><a:x xmlns:a=\"urn:a\"><child xmlns=\"\"></child></a:x></root>",
-              Transform(kExcC14n, "<root xmlns=\"urn:d\"><a:x xmlns:a=\"urn:a\"><child xmlns=\"\"/></a:x></root>").bytes);
+    EXPECT_EQ(
+        "<root xmlns=\"urn:d\"><a:x xmlns:a=\"urn:a\"><child xmlns=\"\"></child></a:x></root>",
+        Transform(kExcC14n, "<root xmlns=\"urn:d\"><a:x xmlns:a=\"urn:a\"><child xmlns=\"\"/></a:x></root>").bytes);
     // Inclusive c14n keeps what the document declares.
     EXPECT_EQ("<a:root xmlns=\"urn:d\" xmlns:a=\"urn:a\"><child xmlns=\"\"></child></a:root>",
               Transform(kC14n, "<a:root xmlns:a=\"urn:a\" xmlns=\"urn:d\"><child xmlns=\"\"/></a:root>").bytes);

@@ -64,7 +64,10 @@ TEST(Concurrency, LookupsTracingAndSwitchesAtOnce) {
     }
     threads.emplace_back([&] {
         for (int i = 0; i < kRounds; ++i) {
-            if (i % 2 == 0) dll().StartDebugging(); else dll().StopDebugging();
+            if (i % 2 == 0)
+                dll().StartDebugging();
+            else
+                dll().StopDebugging();
             dll().DebuggingIsStarted();
         }
     });

@@ -64,10 +64,10 @@ private:
 // What one thread saw.
 struct ThreadResult {
     long calls = 0;
-    long opened = 0;          // documents and new signatures with a handle
-    long closedOk = 0;        // closes answered S_OK
-    long wrong = 0;           // answers other than the expected ones
-    std::string firstWrong;   // the first of them, for the report
+    long opened = 0;              // documents and new signatures with a handle
+    long closedOk = 0;            // closes answered S_OK
+    long wrong = 0;               // answers other than the expected ones
+    std::string firstWrong;       // the first of them, for the report
     std::vector<HCRYPTXML> seen;  // every handle this thread was given (documents, signatures, references)
 };
 
@@ -139,22 +139,38 @@ private:
 
     void Step() {
         switch (Next(12)) {
-            case 0: case 1: if (open_.size() < 4) OpenDecode(); else CloseOne(); break;
-            case 2: if (!open_.empty()) CloseOne(); break;
-            case 3: case 4: Read(); break;
+            case 0:
+            case 1:
+                if (open_.size() < 4)
+                    OpenDecode();
+                else
+                    CloseOne();
+                break;
+            case 2:
+                if (!open_.empty()) CloseOne();
+                break;
+            case 3:
+            case 4: Read(); break;
             case 5: Verify(); break;
             case 6: VerifyShared(); break;
-            case 7: case 8: Algorithms(); break;
+            case 7:
+            case 8: Algorithms(); break;
             case 9: Trace(); break;
             case 10: ReadShared(); break;
-            case 11: if (Next(4) == 0) Encode(); else Read(); break;
+            case 11:
+                if (Next(4) == 0)
+                    Encode();
+                else
+                    Read();
+                break;
         }
     }
 
     void OpenDecode() {
         const CRYPT_XML_BLOB blob = BlobOf(docs_[Next(static_cast<unsigned>(docs_.size()))]);
         HCRYPTXML h = nullptr;
-        const HRESULT hr = Made("CryptXmlOpenToDecode", [&] { return api_.OpenToDecode(nullptr, 0, nullptr, 0, &blob, &h); });
+        const HRESULT hr =
+            Made("CryptXmlOpenToDecode", [&] { return api_.OpenToDecode(nullptr, 0, nullptr, 0, &blob, &h); });
         Check(hr == S_OK && h != nullptr, "CryptXmlOpenToDecode", hr);
         if (hr != S_OK) return;
         open_.push_back(h);
@@ -237,25 +253,38 @@ private:
         const CRYPT_XML_ALGORITHM_INFO* found = nullptr;
         Made("CryptXmlFindAlgorithmInfo", [&] {
             found = api_.FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI,
-                                           L"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256", CRYPT_XML_GROUP_ID_SIGN, 0);
+                                           L"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256",
+                                           CRYPT_XML_GROUP_ID_SIGN, 0);
             return S_OK;
         });
-        Check(found != nullptr && std::wcscmp(found->wszName, L"HMAC-SHA256") == 0, "CryptXmlFindAlgorithmInfo", E_FAIL);
+        Check(found != nullptr && std::wcscmp(found->wszName, L"HMAC-SHA256") == 0, "CryptXmlFindAlgorithmInfo",
+              E_FAIL);
         int count = 0;
         const HRESULT hr = Made("CryptXmlEnumAlgorithmInfo",
-                                 [&] { return api_.EnumAlgorithmInfo(CRYPT_XML_GROUP_ID_HASH, 0, &count, Count); });
+                                [&] { return api_.EnumAlgorithmInfo(CRYPT_XML_GROUP_ID_HASH, 0, &count, Count); });
         Check(hr == S_OK && count == 6, "CryptXmlEnumAlgorithmInfo", hr);
         CRYPT_XML_ALGORITHM alg = {sizeof(alg), L"http://www.w3.org/2001/04/xmlenc#sha256", {}};
         CRYPT_XML_ALGORITHM_INFO* info = nullptr;
         const HRESULT got = Made("CryptXmlGetAlgorithmInfo", [&] { return api_.GetAlgorithmInfo(&alg, 0, &info); });
-        Check(got == S_OK && info != nullptr && info->dwGroupId == CRYPT_XML_GROUP_ID_HASH, "CryptXmlGetAlgorithmInfo", got);
+        Check(got == S_OK && info != nullptr && info->dwGroupId == CRYPT_XML_GROUP_ID_HASH, "CryptXmlGetAlgorithmInfo",
+              got);
         if (info != nullptr) ::LocalFree(info);
     }
 
     void Trace() {
         switch (Next(4)) {
-            case 0: Made("CryptXmlStartDebugging", [&] { api_.StartDebugging(); return S_OK; }); break;
-            case 1: Made("CryptXmlStopDebugging", [&] { api_.StopDebugging(); return S_OK; }); break;
+            case 0:
+                Made("CryptXmlStartDebugging", [&] {
+                    api_.StartDebugging();
+                    return S_OK;
+                });
+                break;
+            case 1:
+                Made("CryptXmlStopDebugging", [&] {
+                    api_.StopDebugging();
+                    return S_OK;
+                });
+                break;
             case 2: {
                 // A failure to trace, when tracing is on.
                 CRYPT_XML_STATUS status{sizeof(status), 0, 0};
@@ -265,7 +294,8 @@ private:
             }
             default: {
                 wchar_t line[4098];
-                const HRESULT hr = Made("CryptXmlGetLastDebugMessage", [&] { return api_.GetLastDebugMessage(line, 4098); });
+                const HRESULT hr =
+                    Made("CryptXmlGetLastDebugMessage", [&] { return api_.GetLastDebugMessage(line, 4098); });
                 Check(hr == S_OK, "CryptXmlGetLastDebugMessage", hr);
             }
         }
@@ -274,9 +304,8 @@ private:
     // A new signature over external data: open to encode, reference, feed, sign, encode, close.
     void Encode() {
         HCRYPTXML sig = nullptr;
-        const HRESULT opened = Made("CryptXmlOpenToEncode", [&] {
-            return api_.OpenToEncode(nullptr, 0, nullptr, nullptr, 0, nullptr, &sig);
-        });
+        const HRESULT opened = Made("CryptXmlOpenToEncode",
+                                    [&] { return api_.OpenToEncode(nullptr, 0, nullptr, nullptr, 0, nullptr, &sig); });
         Check(opened == S_OK, "CryptXmlOpenToEncode", opened);
         if (opened != S_OK) return;
         ++result_.opened;
@@ -284,14 +313,16 @@ private:
         CRYPT_XML_ALGORITHM digest = {sizeof(digest), L"http://www.w3.org/2001/04/xmlenc#sha256", {}};
         HCRYPTXML ref = nullptr;
         const HRESULT created = Made("CryptXmlCreateReference", [&] {
-            return api_.CreateReference(sig, 0, nullptr, L"http://example.com/data", nullptr, &digest, 0, nullptr, &ref);
+            return api_.CreateReference(sig, 0, nullptr, L"http://example.com/data", nullptr, &digest, 0, nullptr,
+                                        &ref);
         });
         Check(created == S_OK, "CryptXmlCreateReference", created);
         if (created == S_OK) {
             result_.seen.push_back(ref);
             int state = 0;
             CRYPT_XML_DATA_PROVIDER provider = {&state, 0, ReadNothing, CloseNothing};
-            const HRESULT fed = Made("CryptXmlDigestReference", [&] { return api_.DigestReference(ref, 0, &provider); });
+            const HRESULT fed =
+                Made("CryptXmlDigestReference", [&] { return api_.DigestReference(ref, 0, &provider); });
             Check(fed == S_OK, "CryptXmlDigestReference", fed);
             const HRESULT set = Made("CryptXmlSetHMACSecret", [&] {
                 return api_.SetHMACSecret(sig, reinterpret_cast<const BYTE*>(kSecret.data()),
@@ -305,9 +336,8 @@ private:
             });
             Check(signedHr == S_OK, "CryptXmlSign", signedHr);
             std::string out;
-            const HRESULT encoded = Made("CryptXmlEncode", [&] {
-                return api_.Encode(sig, CRYPT_XML_CHARSET_UTF8, nullptr, 0, &out, Append);
-            });
+            const HRESULT encoded = Made(
+                "CryptXmlEncode", [&] { return api_.Encode(sig, CRYPT_XML_CHARSET_UTF8, nullptr, 0, &out, Append); });
             Check(encoded == S_OK && !out.empty(), "CryptXmlEncode", encoded);
         }
         const HRESULT closed = Made("CryptXmlClose", [&] { return api_.Close(sig); });

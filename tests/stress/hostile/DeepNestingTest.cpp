@@ -178,9 +178,8 @@ TEST_F(DeepNesting, OneLevelOverTheLimitStopsAGostKeyValue) {
     HCRYPTPROV prov = 0;
     HCRYPTKEY key = 0;
     EXPECT_EQ(kInvalidFormat, dll().ImportPublicKeyCAPI(0, &value, &prov, &key));
-    EXPECT_EQ(testing_support::ExpectedLine(L"ImportGostKey. " +
-                                            testing_support::Widen(testing_support::CodeMessage(
-                                                "CreateDomStructure", kFormatText, kDepthDetail))),
+    EXPECT_EQ(testing_support::ExpectedLine(L"ImportGostKey. " + testing_support::Widen(testing_support::CodeMessage(
+                                                                     "CreateDomStructure", kFormatText, kDepthDetail))),
               dll().LastMessage());
     EXPECT_EQ(0u, prov);
     EXPECT_EQ(0u, key);

@@ -67,10 +67,10 @@ TEST_F(Dtd, AnExternalEntityIsRefusedEvenUnused) {
     ExpectRefused("external entity by path",
                   "<!DOCTYPE E [<!ENTITY ext SYSTEM \"" + bait.WindowsPath("path.txt") + "\">]><E>&ext;</E>",
                   kExternalEntity);
-    ExpectRefused("external entity with a public id",
-                  "<!DOCTYPE E [<!ENTITY ext PUBLIC \"-//X//Y//EN\" \"" + bait.FileUrl("public.txt") +
-                      "\">]><E>&ext;</E>",
-                  kExternalEntity);
+    ExpectRefused(
+        "external entity with a public id",
+        "<!DOCTYPE E [<!ENTITY ext PUBLIC \"-//X//Y//EN\" \"" + bait.FileUrl("public.txt") + "\">]><E>&ext;</E>",
+        kExternalEntity);
     ExpectRefused("unparsed entity",
                   "<!DOCTYPE E [<!NOTATION n SYSTEM \"n\"><!ENTITY u SYSTEM \"" + bait.FileUrl("unparsed.bin") +
                       "\" NDATA n><!ATTLIST E a ENTITY #IMPLIED>]><E a=\"u\"/>",
@@ -111,8 +111,8 @@ TEST_F(Dtd, ExpansionStopsAtTheLimitInContentAndInAttributes) {
 
 TEST_F(Dtd, EntityLengthIsBoundedSoThatExpansionIs) {
     const std::string longest(kMaxEntityLength, 'q');
-    ExpectRefused("entity of 1,001 characters",
-                  "<!DOCTYPE E [<!ENTITY q \"" + longest + "q\">]><E>&q;</E>", kLongEntity);
+    ExpectRefused("entity of 1,001 characters", "<!DOCTYPE E [<!ENTITY q \"" + longest + "q\">]><E>&q;</E>",
+                  kLongEntity);
     // The most entities can add: 10,000 expansions of 1,000 characters, from 30 KB.
     const std::string xml =
         "<!DOCTYPE E [<!ENTITY q \"" + longest + "\">]><E>" + Repeat("&q;", kMaxEntityExpansions) + "</E>";
@@ -138,9 +138,8 @@ TEST_F(Dtd, SignedTextWrittenWithInternalEntitiesVerifies) {
     const size_t copies = 2000;
     const std::string signedXml = SignedEnvelope(Repeat(piece, copies));
     ASSERT_FALSE(signedXml.empty());
-    const std::string withEntities =
-        "<!DOCTYPE Envelope [<!ENTITY p \"" + piece + "\">]>" +
-        Replace(signedXml, Repeat(piece, copies), Repeat("&p;", copies));
+    const std::string withEntities = "<!DOCTYPE Envelope [<!ENTITY p \"" + piece + "\">]>" +
+                                     Replace(signedXml, Repeat(piece, copies), Repeat("&p;", copies));
     ASSERT_LT(withEntities.size(), 64u * 1024);
     Measure m;
     Doc doc(withEntities);

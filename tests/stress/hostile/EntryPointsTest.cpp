@@ -87,8 +87,7 @@ std::vector<EntryPoint> AllEntryPoints() {
              return Answered(SignWithHmac(sig.h(), CRYPT_XML_KEYINFO_SPEC_ENCODED, &blob));
          },
          FrameLine(L"CryptXmlSign")},
-        {"encoded transform", "Transform",
-         kDsigXmlns + " Algorithm=\"http://www.w3.org/TR/1999/REC-xpath-19991116\"",
+        {"encoded transform", "Transform", kDsigXmlns + " Algorithm=\"http://www.w3.org/TR/1999/REC-xpath-19991116\"",
          [](const CRYPT_XML_BLOB& blob) {
              signtest::NewSig sig("<Invoice Id=\"i\"/>");
              CRYPT_XML_ALGORITHM transform = signtest::Alg(nullptr);
@@ -104,9 +103,9 @@ std::vector<EntryPoint> AllEntryPoints() {
         {"GOST KeyValue", "KeyValue", kDsigXmlns,
          [](const CRYPT_XML_BLOB& blob) { return Answered(ImportGostKeyValue(blob)); },
          [](const std::string& detail) {
-             return testing_support::ExpectedLine(L"ImportGostKey. " +
-                                                  testing_support::Widen(testing_support::CodeMessage(
-                                                      "CreateDomStructure", kFormatText, detail)));
+             return testing_support::ExpectedLine(
+                 L"ImportGostKey. " +
+                 testing_support::Widen(testing_support::CodeMessage("CreateDomStructure", kFormatText, detail)));
          }},
     };
 }
@@ -140,12 +139,12 @@ TEST_F(EntryPoints, TheSameDocumentsWithoutTheirDoctypeGetPastTheParse) {
     const Payload plain{"plain", "", "<Child>text</Child>", ""};
     const std::vector<EntryPoint> entries = AllEntryPoints();
     const HRESULT expected[] = {
-        S_OK,                                  // source document
-        S_OK,                                  // Object element
-        S_OK,                                  // custom content of an Object
-        S_OK,                                  // KeyInfo element
-        static_cast<HRESULT>(0x80092105L),     // encoded transform: XPath has no engine here
-        static_cast<HRESULT>(0x80004005L),     // GOST KeyValue: no key in it
+        S_OK,                               // source document
+        S_OK,                               // Object element
+        S_OK,                               // custom content of an Object
+        S_OK,                               // KeyInfo element
+        static_cast<HRESULT>(0x80092105L),  // encoded transform: XPath has no engine here
+        static_cast<HRESULT>(0x80004005L),  // GOST KeyValue: no key in it
     };
     ASSERT_EQ(sizeof(expected) / sizeof(expected[0]), entries.size());
     for (size_t i = 0; i < entries.size(); ++i) {

@@ -54,8 +54,9 @@ signtest::Verified OpenAndVerify(const std::string& xml) { return signtest::Veri
 HRESULT SignExclusive(signtest::NewSig& sig) {
     const HRESULT set =
         dll().SetHMACSecret(sig.h(), reinterpret_cast<const BYTE*>(kSecret.data()), static_cast<ULONG>(kSecret.size()));
-    return set != S_OK ? set : sig.SignWith(0, 0, signtest::kHmacSha256, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr,
-                                             signtest::kExcC14n);
+    return set != S_OK
+               ? set
+               : sig.SignWith(0, 0, signtest::kHmacSha256, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, signtest::kExcC14n);
 }
 
 }  // namespace

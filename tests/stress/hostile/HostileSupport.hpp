@@ -120,7 +120,9 @@ public:
     }
     double Ms() const { return ms_; }
     double PeakMb() const { return static_cast<double>(peak_ - start_) / (1024.0 * 1024.0); }
-    void Print(const char* what) const { std::printf("[ figures  ] %s: %.1f ms, peak +%.1f MB\n", what, Ms(), PeakMb()); }
+    void Print(const char* what) const {
+        std::printf("[ figures  ] %s: %.1f ms, peak +%.1f MB\n", what, Ms(), PeakMb());
+    }
 
 private:
     void Sample() {

@@ -50,7 +50,8 @@ struct Claim {
 
 std::wstring Line(const std::wstring& prefix, const std::string& function, const std::string& table,
                   const std::string& detail) {
-    return testing_support::ExpectedLine(prefix + testing_support::Widen(testing_support::CodeMessage(function, table, detail)));
+    return testing_support::ExpectedLine(prefix +
+                                         testing_support::Widen(testing_support::CodeMessage(function, table, detail)));
 }
 
 std::vector<Claim> Claims() {
@@ -60,7 +61,8 @@ std::vector<Claim> Claims() {
              HCRYPTXML h = nullptr;
              return dll().OpenToDecode(nullptr, 0, nullptr, 0, &blob, &h);
          },
-         kLarge, Line(L"CryptXmlOpenToDecode. ", "DocContext::DocContext", kTooLarge, "pEncoded->cbData > CRYPT_XML_BLOB_MAX")},
+         kLarge,
+         Line(L"CryptXmlOpenToDecode. ", "DocContext::DocContext", kTooLarge, "pEncoded->cbData > CRYPT_XML_BLOB_MAX")},
         {"source document",
          [](const CRYPT_XML_BLOB& blob) {
              const LPCWSTR where = L"";
@@ -84,13 +86,14 @@ std::vector<Claim> Claims() {
          [](const CRYPT_XML_BLOB& blob) {
              signtest::NewSig sig("<Invoice/>");
              sig.Ref(L"#o1", {}, signtest::kSha256, CRYPT_XML_FLAG_CREATE_REFERENCE_AS_OBJECT);
-             return dll().AddObject(sig.Struct()->rgpObject[0]->hObject, CRYPT_XML_FLAG_ADD_OBJECT_CREATE_COPY,
-                                    nullptr, 0, &blob, nullptr);
+             return dll().AddObject(sig.Struct()->rgpObject[0]->hObject, CRYPT_XML_FLAG_ADD_OBJECT_CREATE_COPY, nullptr,
+                                    0, &blob, nullptr);
          },
          kInvalidArg,
-         testing_support::ExpectedLine(L"CryptXmlAddObject. " + testing_support::Widen(testing_support::InvalidArgMessage(
-                                                                    "ObjContext::SetCustomContent",
-                                                                    "encodedBlob->cbData > CRYPT_XML_BLOB_MAX")))},
+         testing_support::ExpectedLine(
+             L"CryptXmlAddObject. " +
+             testing_support::Widen(testing_support::InvalidArgMessage("ObjContext::SetCustomContent",
+                                                                       "encodedBlob->cbData > CRYPT_XML_BLOB_MAX")))},
         {"KeyInfo element",
          [](const CRYPT_XML_BLOB& blob) {
              signtest::NewSig sig("<Invoice Id=\"i\"/>");
@@ -104,10 +107,9 @@ std::vector<Claim> Claims() {
          kLarge,
          Line(L"CryptXmlSign. ", "SigContext::AddKeyInfoSpec", kTooLarge,
               "the length of keyInfo xml is exceeded CRYPT_XML_BLOB_MAX.")},
-        {"GOST KeyValue",
-         [](const CRYPT_XML_BLOB& blob) { return ImportGostKeyValue(blob); },
-         kLarge,
-         Line(L"ImportGostKey. ", "ImportGostKey", kTooLarge, "the length of keyValue xml is exceeded CRYPT_XML_BLOB_MAX.")},
+        {"GOST KeyValue", [](const CRYPT_XML_BLOB& blob) { return ImportGostKeyValue(blob); }, kLarge,
+         Line(L"ImportGostKey. ", "ImportGostKey", kTooLarge,
+              "the length of keyValue xml is exceeded CRYPT_XML_BLOB_MAX.")},
     };
 }
 
@@ -145,7 +147,8 @@ std::string WithHugeValue(bool attribute, size_t size) {
     sig.Ref(L"#body", {signtest::kExcC14n});
     if (dll().SetHMACSecret(sig.h(), reinterpret_cast<const BYTE*>(kSecret.data()),
                             static_cast<ULONG>(kSecret.size())) != S_OK ||
-        sig.SignWith(0, 0, signtest::kHmacSha256, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, signtest::kExcC14n) != S_OK) {
+        sig.SignWith(0, 0, signtest::kHmacSha256, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, signtest::kExcC14n) !=
+            S_OK) {
         return {};
     }
     const std::string encoded = sig.Encode();

@@ -19,8 +19,8 @@ public:
     // overflows ends the process, as it would in an application.
     static size_t Run(size_t reserve, const std::function<void()>& work) {
         StackProbe probe(work);
-        HANDLE thread = ::CreateThread(nullptr, reserve, &StackProbe::Main, &probe, STACK_SIZE_PARAM_IS_A_RESERVATION,
-                                       nullptr);
+        HANDLE thread =
+            ::CreateThread(nullptr, reserve, &StackProbe::Main, &probe, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
         if (thread == nullptr) return 0;
         ::WaitForSingleObject(thread, INFINITE);
         ::CloseHandle(thread);
@@ -49,8 +49,8 @@ private:
         // Below the stack pointer everything is free (the x64 convention has no red zone).
         // Word by word through a volatile pointer, so that no library call runs on the
         // memory being painted.
-        auto* word = reinterpret_cast<volatile unsigned long long*>(
-            reinterpret_cast<uintptr_t>(lowest + 7) & ~static_cast<uintptr_t>(7));
+        auto* word = reinterpret_cast<volatile unsigned long long*>(reinterpret_cast<uintptr_t>(lowest + 7) &
+                                                                    ~static_cast<uintptr_t>(7));
         auto* end = reinterpret_cast<volatile unsigned long long*>(sp - 64);
         while (word < end) *word++ = kWord;
         work_();

@@ -22,8 +22,9 @@ const std::string kForged = "<Body Id=\"body\"><Amount>999999</Amount></Body>";
 HRESULT SignExclusive(signtest::NewSig& sig) {
     const HRESULT set =
         dll().SetHMACSecret(sig.h(), reinterpret_cast<const BYTE*>(kSecret.data()), static_cast<ULONG>(kSecret.size()));
-    return set != S_OK ? set : sig.SignWith(0, 0, signtest::kHmacSha256, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr,
-                                             signtest::kExcC14n);
+    return set != S_OK
+               ? set
+               : sig.SignWith(0, 0, signtest::kHmacSha256, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, signtest::kExcC14n);
 }
 
 // <Invoice><Header/><Body Id="body">...</Body><ds:Signature .../></Invoice>, the reference
@@ -97,7 +98,8 @@ TEST_F(Wrapping, ChangedInPlaceFailsTheDigest) {
 // looks, a forged copy with the same Id takes its place. Before or after the copy, inside
 // the Header or inside the signature's own Object: the document does not open.
 TEST_F(Wrapping, MovedWithACopyLeftInItsPlaceDoesNotOpen) {
-    const std::string wrapped = Replace(signed_, "<Header/>" + kBody, "<Header><Wrapper>" + kBody + "</Wrapper></Header>" + kForged);
+    const std::string wrapped =
+        Replace(signed_, "<Header/>" + kBody, "<Header><Wrapper>" + kBody + "</Wrapper></Header>" + kForged);
     ASSERT_NE(signed_, wrapped);
     ExpectRefused(wrapped);
     const std::string intoObject = Replace(Replace(signed_, kBody, kForged), "</ds:Signature>",
@@ -124,7 +126,8 @@ TEST_F(Wrapping, ACopyUnderAnotherIdNameDoesNotOpenEither) {
 // place reads what nobody signed.
 TEST_F(Wrapping, MovedWithAnIdlessCopyVerifiesTheElementTheReferenceNames) {
     const std::string idless = "<Body><Amount>999999</Amount></Body>";
-    const std::string moved = Replace(signed_, "<Header/>" + kBody, "<Header><Wrapper>" + kBody + "</Wrapper></Header>" + idless);
+    const std::string moved =
+        Replace(signed_, "<Header/>" + kBody, "<Header><Wrapper>" + kBody + "</Wrapper></Header>" + idless);
     ASSERT_NE(signed_, moved);
     Doc doc(moved);
     ASSERT_EQ(S_OK, doc.hr());
@@ -197,13 +200,14 @@ TEST_F(Wrapping, AReferenceIntoASecondSignatureFollowsThatElement) {
 // A second signature that brings its own element with the Id the first one signs: the
 // document does not open, whether that signature is good or not.
 TEST_F(Wrapping, ASecondSignatureCarryingTheSignedIdDoesNotOpen) {
-    const std::string intruder = std::string("<ds:Signature xmlns:ds=\"") + kDsigNs +
-                                 "\"><ds:SignedInfo><ds:CanonicalizationMethod "
-                                 "Algorithm=\"http://www.w3.org/2001/10/xml-exc-c14n#\"/><ds:SignatureMethod "
-                                 "Algorithm=\"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256\"/><ds:Reference "
-                                 "URI=\"#body\"><ds:DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"/>"
-                                 "<ds:DigestValue>AAAA</ds:DigestValue></ds:Reference></ds:SignedInfo><ds:SignatureValue>"
-                                 "AAAA</ds:SignatureValue><ds:Object>" +
-                                 kForged + "</ds:Object></ds:Signature>";
+    const std::string intruder =
+        std::string("<ds:Signature xmlns:ds=\"") + kDsigNs +
+        "\"><ds:SignedInfo><ds:CanonicalizationMethod "
+        "Algorithm=\"http://www.w3.org/2001/10/xml-exc-c14n#\"/><ds:SignatureMethod "
+        "Algorithm=\"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256\"/><ds:Reference "
+        "URI=\"#body\"><ds:DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"/>"
+        "<ds:DigestValue>AAAA</ds:DigestValue></ds:Reference></ds:SignedInfo><ds:SignatureValue>"
+        "AAAA</ds:SignatureValue><ds:Object>" +
+        kForged + "</ds:Object></ds:Signature>";
     ExpectRefused(Replace(signed_, "</Invoice>", intruder + "</Invoice>"));
 }

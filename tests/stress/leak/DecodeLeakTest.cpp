@@ -28,13 +28,14 @@ std::vector<Sample> Corpus() {
     SigParts plain;
     corpus.push_back({"plain", Document(plain.Xml())});
     SigParts rich;
-    rich.keyInfo = "<KeyInfo><KeyName>k</KeyName><KeyValue><RSAKeyValue><Modulus>AQID</Modulus><Exponent>AQAB"
-                   "</Exponent></RSAKeyValue></KeyValue><X509Data><X509SubjectName>CN=S</X509SubjectName>"
-                   "<X509Certificate>MIIB</X509Certificate></X509Data></KeyInfo>";
+    rich.keyInfo =
+        "<KeyInfo><KeyName>k</KeyName><KeyValue><RSAKeyValue><Modulus>AQID</Modulus><Exponent>AQAB"
+        "</Exponent></RSAKeyValue></KeyValue><X509Data><X509SubjectName>CN=S</X509SubjectName>"
+        "<X509Certificate>MIIB</X509Certificate></X509Data></KeyInfo>";
     rich.objects = "<Object Id=\"obj1\"><Manifest>" + SigParts::Reference("urn:a") + "</Manifest></Object>";
-    rich.references = SigParts::Reference("#obj1", Transform("http://www.w3.org/2000/09/xmldsig#base64") +
-                                                       Transform("http://www.w3.org/TR/1999/REC-xpath-19991116",
-                                                                 "<XPath>1</XPath>"));
+    rich.references =
+        SigParts::Reference("#obj1", Transform("http://www.w3.org/2000/09/xmldsig#base64") +
+                                         Transform("http://www.w3.org/TR/1999/REC-xpath-19991116", "<XPath>1</XPath>"));
     corpus.push_back({"rich", Document(rich.Xml())});
     // Failing opens: a bad signature after a good one, too many signatures, broken XML.
     SigParts bad;
@@ -61,10 +62,11 @@ std::vector<Sample> Corpus() {
         FindClose(search);
     }
     // The real documents shipped with the project's shared material.
-    for (const char* name : {"gost-csp-made-Verify2001.xml", "gost-csp-made-Verify2012_256.xml",
-                             "gost-csp-made-Verify2012_512.xml"}) {
+    for (const char* name :
+         {"gost-csp-made-Verify2001.xml", "gost-csp-made-Verify2012_256.xml", "gost-csp-made-Verify2012_512.xml"}) {
         std::ifstream in(std::string(TALVORAN_SHARED_VECTORS) + "/" + name, std::ios::binary);
-        if (in) corpus.push_back({name, std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>())});
+        if (in)
+            corpus.push_back({name, std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>())});
     }
     return corpus;
 }
@@ -109,9 +111,10 @@ TEST(DecodeLeaks, OpenReadCloseReleasesEverything) {
         EXPECT_EQ(0u, registry::ContextCount()) << sample.name;
     }
     EXPECT_GT(testing_support::TotalBlocks() - before, 10000) << "the rounds allocated next to nothing";
-    std::printf("decode leak check: %zu documents x %d rounds, %lld allocations, live blocks %lld -> %lld, "
-                "registered contexts %zu\n",
-                corpus.size(), kRounds, testing_support::TotalBlocks() - before, baseline,
-                testing_support::LiveBlocks(), registry::ContextCount());
+    std::printf(
+        "decode leak check: %zu documents x %d rounds, %lld allocations, live blocks %lld -> %lld, "
+        "registered contexts %zu\n",
+        corpus.size(), kRounds, testing_support::TotalBlocks() - before, baseline, testing_support::LiveBlocks(),
+        registry::ContextCount());
     CryptXmlCleanup();
 }

@@ -132,12 +132,14 @@ TEST(VerifyLeakCounted, TenThousandRoundsGiveBackEveryCryptoApiHandle) {
     const SIZE_T bytesEnd = testing_support::PrivateBytes();
     const DWORD handlesEnd = testing_support::Handles();
 
-    std::printf("CryptoAPI handles alive in the forwarding provider: before round 1 %lu contexts, %lu keys, %lu "
-                "hashes; after every round %lu contexts, %lu keys, %lu hashes\n",
-                static_cast<unsigned long>(before.contexts), static_cast<unsigned long>(before.keys),
-                static_cast<unsigned long>(before.hashes), static_cast<unsigned long>(counts.contexts),
-                static_cast<unsigned long>(counts.keys), static_cast<unsigned long>(counts.hashes));
-    leak::PrintLoopFigures({handles, handlesEnd, kHandleMargin, bytes, bytesEnd, kPrivateBytesMargin, kRounds, 8, seconds});
+    std::printf(
+        "CryptoAPI handles alive in the forwarding provider: before round 1 %lu contexts, %lu keys, %lu "
+        "hashes; after every round %lu contexts, %lu keys, %lu hashes\n",
+        static_cast<unsigned long>(before.contexts), static_cast<unsigned long>(before.keys),
+        static_cast<unsigned long>(before.hashes), static_cast<unsigned long>(counts.contexts),
+        static_cast<unsigned long>(counts.keys), static_cast<unsigned long>(counts.hashes));
+    leak::PrintLoopFigures(
+        {handles, handlesEnd, kHandleMargin, bytes, bytesEnd, kPrivateBytesMargin, kRounds, 8, seconds});
     // The library's own contexts stay for the process; keys and hashes never do.
     EXPECT_EQ(before.keys, counts.keys);
     EXPECT_EQ(before.hashes, counts.hashes);

@@ -69,7 +69,8 @@ TEST(VerifyLeak, TenThousandRoundsKeepHandlesAndPrivateBytes) {
     const SIZE_T bytesEnd = PrivateBytes();
     const DWORD handlesEnd = Handles();
 
-    leak::PrintLoopFigures({handles, handlesEnd, kHandleMargin, bytes, bytesEnd, kPrivateBytesMargin, kRounds, 4, seconds});
+    leak::PrintLoopFigures(
+        {handles, handlesEnd, kHandleMargin, bytes, bytesEnd, kPrivateBytesMargin, kRounds, 4, seconds});
     EXPECT_LE(handlesEnd, handles + kHandleMargin);
     EXPECT_LE(bytesEnd, bytes + kPrivateBytesMargin);
 }

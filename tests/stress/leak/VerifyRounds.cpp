@@ -90,9 +90,9 @@ std::string Hex(unsigned long value) {
     const HRESULT hr = dll().GetStatus(handle, &status);
     if (hr != S_OK) return ::testing::AssertionFailure() << what << ": CryptXmlGetStatus " << Hex(hr);
     if (status.dwErrorStatus != error || status.dwInfoStatus != info) {
-        return ::testing::AssertionFailure() << what << " status error " << Hex(status.dwErrorStatus) << " info "
-                                             << Hex(status.dwInfoStatus) << ", expected error " << Hex(error)
-                                             << " info " << Hex(info);
+        return ::testing::AssertionFailure()
+               << what << " status error " << Hex(status.dwErrorStatus) << " info " << Hex(status.dwInfoStatus)
+               << ", expected error " << Hex(error) << " info " << Hex(info);
     }
     return ::testing::AssertionSuccess();
 }
@@ -102,8 +102,8 @@ std::string Hex(unsigned long value) {
     constexpr DWORD kInternal = CRYPT_XML_STATUS_INTERNAL_REFERENCE;
     constexpr DWORD kDigestValid = CRYPT_XML_STATUS_DIGEST_VALID;
     constexpr DWORD kSignatureValid = CRYPT_XML_STATUS_SIGNATURE_VALID;
-    ::testing::AssertionResult ref = HasStatus(sig.SignedInfo.rgpReference[0]->hReference, "reference", 0,
-                                               kInternal | kDigestValid);
+    ::testing::AssertionResult ref =
+        HasStatus(sig.SignedInfo.rgpReference[0]->hReference, "reference", 0, kInternal | kDigestValid);
     if (!ref) return ref;
     return HasStatus(sig.hSignature, "signature", 0, kDigestValid | kSignatureValid);
 }
@@ -173,8 +173,8 @@ std::string WithTamperedSignatureValue(std::string xml) {
     if (key.hr() != S_OK) return Failure("import", key.hr());
     const HRESULT hr = dll().VerifySignatureCAPI(sig->hSignature, key.prov(), key.key(), 0);
     if (hr != kVerifyFailed) return Failure("tampered document answered", hr);
-    ::testing::AssertionResult ref = HasStatus(sig->SignedInfo.rgpReference[0]->hReference, "tampered reference",
-                                               0, CRYPT_XML_STATUS_INTERNAL_REFERENCE);
+    ::testing::AssertionResult ref = HasStatus(sig->SignedInfo.rgpReference[0]->hReference, "tampered reference", 0,
+                                               CRYPT_XML_STATUS_INTERNAL_REFERENCE);
     if (!ref) return ref;
     return HasStatus(sig->hSignature, "tampered signature", CRYPT_XML_STATUS_ERROR_SIGNATURE_INVALID, 0);
 }

@@ -29,15 +29,15 @@ std::string WithTamperedSignatureValue(std::string xml);
 
 // What a leak loop measured, printed the same way by every loop.
 struct LoopFigures {
-    DWORD handles;         // after round 1
+    DWORD handles;  // after round 1
     DWORD handlesEnd;
     DWORD handleMargin;
-    SIZE_T bytes;          // private bytes after round 1
+    SIZE_T bytes;  // private bytes after round 1
     SIZE_T bytesEnd;
     SIZE_T bytesMargin;
     int rounds;
     int verificationsPerRound;
-    double seconds;        // rounds 2 to the last
+    double seconds;  // rounds 2 to the last
 };
 void PrintLoopFigures(const LoopFigures& f);
 

@@ -45,15 +45,15 @@ TEST_F(Availability, SignatureNeedsHashTypeAndFamily) {
     EXPECT_FALSE(algInfo::HashOrSigAlgIsAvailable(L"http://www.w3.org/2001/04/xmldsig-more#rsa-sha512"));
     EXPECT_FALSE(algInfo::HashOrSigAlgIsAvailable(L"http://www.w3.org/2000/09/xmldsig#hmac-sha1"));
     EXPECT_FALSE(algInfo::HashOrSigAlgIsAvailable(L"http://www.w3.org/2000/09/xmldsig#dsa-sha1"));
-    EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(
-        L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411"));
+    EXPECT_TRUE(
+        algInfo::HashOrSigAlgIsAvailable(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411"));
     EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(L"http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411"));
 }
 
 TEST_F(Availability, GostSignatureWithoutGostHashIsUnavailable) {
     Install(new ScriptedCryptoProvider({kSha1}, {kGost2001, kHmac}));
-    EXPECT_FALSE(algInfo::HashOrSigAlgIsAvailable(
-        L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411"));
+    EXPECT_FALSE(
+        algInfo::HashOrSigAlgIsAvailable(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411"));
     EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(L"http://www.w3.org/2000/09/xmldsig#hmac-sha1"));
 }
 
@@ -76,9 +76,10 @@ TEST_F(Availability, HostCopyIsJudgedByTheCatalogEntry) {
         algInfo::AlgCanBeUsed(&copy);
         FAIL() << "no exception";
     } catch (const CryptXmlTemplateException<hr::kInvalidArg>& e) {
-        EXPECT_STREQ("an error occurred. function: algInfo::AlgCanBeUsed. desc: One or more arguments are invalid  "
-                     "alg->wszAlgorithmURI",
-                     e.what());
+        EXPECT_STREQ(
+            "an error occurred. function: algInfo::AlgCanBeUsed. desc: One or more arguments are invalid  "
+            "alg->wszAlgorithmURI",
+            e.what());
     }
 }
 

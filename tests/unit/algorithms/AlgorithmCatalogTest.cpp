@@ -42,8 +42,8 @@ const Expected kSignatures[] = {
     {L"http://www.w3.org/2000/09/xmldsig#rsa-sha1", L"RSA-SHA1", L"SHA1", L"RSA", 1, 1},
     {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411", L"GOST R 34.10/34.11-2001",
      L"GOST R 34.11-94", L"GOST R 34.10-2001", 7, 5},
-    {L"http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411", L"GOST R 34.10/34.11-2001",
-     L"GOST R 34.11-94", L"GOST R 34.10-2001", 7, 5},
+    {L"http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411", L"GOST R 34.10/34.11-2001", L"GOST R 34.11-94",
+     L"GOST R 34.10-2001", 7, 5},
 };
 
 std::wstring Str(const wchar_t* s) { return s == nullptr ? L"<null>" : s; }
@@ -75,8 +75,8 @@ std::string RaisedMessage(F&& f) {
 }
 
 std::string ArgError(const char* function, const char* detail) {
-    return std::string("an error occurred. function: ") + function +
-           ". desc: One or more arguments are invalid  " + detail;
+    return std::string("an error occurred. function: ") + function + ". desc: One or more arguments are invalid  " +
+           detail;
 }
 
 }  // namespace
@@ -160,9 +160,11 @@ TEST(AlgorithmCatalog, SignatureLookupNeedsBothIds) {
 }
 
 TEST(AlgorithmCatalog, ArgumentErrors) {
-    EXPECT_EQ(ArgError("algInfo::FindAlgInfoByURI", "algUri"), RaisedMessage([] { algInfo::FindAlgInfoByURI(nullptr); }));
+    EXPECT_EQ(ArgError("algInfo::FindAlgInfoByURI", "algUri"),
+              RaisedMessage([] { algInfo::FindAlgInfoByURI(nullptr); }));
     EXPECT_EQ(ArgError("algInfo::FindAlgInfoByURI", "algUri"), RaisedMessage([] { algInfo::FindAlgInfoByURI(L""); }));
-    EXPECT_EQ(ArgError("algInfo::FindAlgInfoByName", "algName"), RaisedMessage([] { algInfo::FindAlgInfoByName(L""); }));
+    EXPECT_EQ(ArgError("algInfo::FindAlgInfoByName", "algName"),
+              RaisedMessage([] { algInfo::FindAlgInfoByName(L""); }));
     EXPECT_EQ(ArgError("algInfo::FindAlgInfoByName", "algName"),
               RaisedMessage([] { algInfo::FindAlgInfoByName(nullptr); }));
     EXPECT_EQ(ArgError("algInfo::FindAlgInfoByHashAlgID", "cngHashAlgId"),

@@ -69,9 +69,10 @@ TEST(CryptXmlException, NarrowCodeConstructorComposesTheMessage) {
     CryptXmlException e("CryptXmlOpenToDecode", hr::kInvalidArg);
     e.AppendDetail("NULL == phCryptXml");
     EXPECT_EQ(hr::kInvalidArg, e.hr());
-    EXPECT_STREQ("an error occurred. function: CryptXmlOpenToDecode. desc: One or more arguments are invalid  "
-                 "NULL == phCryptXml",
-                 e.what());
+    EXPECT_STREQ(
+        "an error occurred. function: CryptXmlOpenToDecode. desc: One or more arguments are invalid  "
+        "NULL == phCryptXml",
+        e.what());
 }
 
 TEST(CryptXmlException, NarrowDescriptionConstructorCarriesEFail) {
@@ -87,8 +88,7 @@ TEST(CryptXmlException, WideConstructorsConvertToAnsi) {
 
     CryptXmlException byCode(L"algInfo::FindAlgInfoByURI", hr::kAlgorithm);
     EXPECT_EQ(hr::kAlgorithm, byCode.hr());
-    EXPECT_STREQ("an error occurred. function: algInfo::FindAlgInfoByURI. desc: Unsupported algorithm.",
-                 byCode.what());
+    EXPECT_STREQ("an error occurred. function: algInfo::FindAlgInfoByURI. desc: Unsupported algorithm.", byCode.what());
 }
 
 TEST(CryptXmlException, OperationCodeIsKnownOnlyToTheNarrowTable) {
@@ -100,7 +100,8 @@ TEST(CryptXmlException, OperationCodeIsKnownOnlyToTheNarrowTable) {
 }
 
 TEST(CryptXmlException, NullFunctionOmitsTheFunctionSegment) {
-    EXPECT_STREQ("an error occurred. desc: Invalid handle.", CryptXmlException(static_cast<const char*>(nullptr), hr::kHandle).what());
+    EXPECT_STREQ("an error occurred. desc: Invalid handle.",
+                 CryptXmlException(static_cast<const char*>(nullptr), hr::kHandle).what());
     EXPECT_STREQ("an error occurred. desc: Invalid handle.",
                  CryptXmlException(static_cast<const wchar_t*>(nullptr), hr::kHandle).what());
 }
@@ -109,8 +110,8 @@ TEST(CryptXmlException, NullDescriptionOmitsTheDescSegment) {
     EXPECT_STREQ("an error occurred. function: F. ", CryptXmlException("F", static_cast<const char*>(nullptr)).what());
     EXPECT_STREQ("an error occurred. function: F. ",
                  CryptXmlException(L"F", static_cast<const wchar_t*>(nullptr)).what());
-    EXPECT_STREQ("an error occurred. ", CryptXmlException(static_cast<const char*>(nullptr),
-                                                          static_cast<const char*>(nullptr)).what());
+    EXPECT_STREQ("an error occurred. ",
+                 CryptXmlException(static_cast<const char*>(nullptr), static_cast<const char*>(nullptr)).what());
 }
 
 TEST(CryptXmlException, UnknownCodeStillComposesAMessage) {
@@ -206,8 +207,9 @@ TEST(ExportFrame, ResultIsTheSameWithTracingOff) {
 
 TEST(ExportFrame, NarrowFrameKeepsOnlyTheArgumentError) {
     TraceOn on;
-    EXPECT_EQ(hr::kInvalidArg,
-              frame::RunNarrow<false>("CryptXmlClose", []() -> HRESULT { errors::Raise<hr::kInvalidArg>("CloseContext"); }));
+    EXPECT_EQ(hr::kInvalidArg, frame::RunNarrow<false>("CryptXmlClose", []() -> HRESULT {
+                  errors::Raise<hr::kInvalidArg>("CloseContext");
+              }));
     EXPECT_EQ(ExpectedFrameLine(L"CryptXmlClose",
                                 L"an error occurred. function: CloseContext. desc: One or more arguments are invalid "),
               LastLine());
@@ -216,32 +218,30 @@ TEST(ExportFrame, NarrowFrameKeepsOnlyTheArgumentError) {
               frame::RunNarrow<false>("CryptXmlClose", []() -> HRESULT { errors::Raise<hr::kHandle>("LockContext"); }));
     EXPECT_EQ(ExpectedFrameLine(L"CryptXmlClose", L"an error occurred. function: LockContext. desc: Invalid handle."),
               LastLine());
-    EXPECT_EQ(hr::kFail, frame::RunNarrow<false>("CryptXmlClose", []() -> HRESULT {
-                  errors::Raise<hr::kAlgorithm>("F");
-              }));
+    EXPECT_EQ(hr::kFail,
+              frame::RunNarrow<false>("CryptXmlClose", []() -> HRESULT { errors::Raise<hr::kAlgorithm>("F"); }));
     EXPECT_EQ(hr::kUnexpected, frame::RunNarrow<false>("CryptXmlClose", []() -> HRESULT { throw 1; }));
     EXPECT_EQ(ExpectedFrameLine(L"CryptXmlClose", L"Unexpected error!"), LastLine());
 }
 
 TEST(ExportFrame, HmacFrameAlsoKeepsTheHandleError) {
-    EXPECT_EQ(hr::kHandle, frame::RunNarrow<true>("CryptXmlSetHMACSecret", []() -> HRESULT {
-                  errors::Raise<hr::kHandle>("LockContext");
-              }));
-    EXPECT_EQ(hr::kInvalidArg, frame::RunNarrow<true>("CryptXmlSetHMACSecret", []() -> HRESULT {
-                  errors::Raise<hr::kInvalidArg>("F");
-              }));
-    EXPECT_EQ(hr::kFail, frame::RunNarrow<true>("CryptXmlSetHMACSecret", []() -> HRESULT {
-                  errors::Raise<hr::kOperation>("F");
-              }));
+    EXPECT_EQ(hr::kHandle, frame::RunNarrow<true>("CryptXmlSetHMACSecret",
+                                                  []() -> HRESULT { errors::Raise<hr::kHandle>("LockContext"); }));
+    EXPECT_EQ(hr::kInvalidArg, frame::RunNarrow<true>("CryptXmlSetHMACSecret",
+                                                      []() -> HRESULT { errors::Raise<hr::kInvalidArg>("F"); }));
+    EXPECT_EQ(hr::kFail,
+              frame::RunNarrow<true>("CryptXmlSetHMACSecret", []() -> HRESULT { errors::Raise<hr::kOperation>("F"); }));
 }
 
 TEST(ExportFrame, PointerFrameAnswersNullAndTraces) {
     TraceOn on;
     int value = 7;
     EXPECT_EQ(&value, frame::RunForPointer<int>("P", [&] { return &value; }));
-    EXPECT_EQ(nullptr, frame::RunForPointer<int>("P", []() -> int* { errors::Raise<hr::kInvalidArg>("P", "pvFindBy"); }));
-    EXPECT_EQ(ExpectedFrameLine(L"P", L"an error occurred. function: P. desc: One or more arguments are invalid  pvFindBy"),
-              LastLine());
+    EXPECT_EQ(nullptr,
+              frame::RunForPointer<int>("P", []() -> int* { errors::Raise<hr::kInvalidArg>("P", "pvFindBy"); }));
+    EXPECT_EQ(
+        ExpectedFrameLine(L"P", L"an error occurred. function: P. desc: One or more arguments are invalid  pvFindBy"),
+        LastLine());
     EXPECT_EQ(nullptr, frame::RunForPointer<int>("P", []() -> int* { throw "c string"; }));
     EXPECT_EQ(ExpectedFrameLine(L"P", L"Unexpected error!"), LastLine());
 }

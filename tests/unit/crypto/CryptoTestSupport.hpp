@@ -19,7 +19,8 @@ using Bytes = std::vector<unsigned char>;
 inline Bytes FromHex(const char* hex) {
     Bytes out;
     size_t n = std::strlen(hex);
-    for (size_t i = 0; i + 1 < n; i += 2) out.push_back(static_cast<unsigned char>(std::stoi(std::string(hex + i, 2), nullptr, 16)));
+    for (size_t i = 0; i + 1 < n; i += 2)
+        out.push_back(static_cast<unsigned char>(std::stoi(std::string(hex + i, 2), nullptr, 16)));
     return out;
 }
 
@@ -55,8 +56,7 @@ class VerifyContextTest : public ::testing::Test {
 protected:
     explicit VerifyContextTest(DWORD provType) : provType_(provType) {}
     void SetUp() override {
-        ASSERT_TRUE(CryptAcquireContextW(&prov_, nullptr, nullptr, provType_, CRYPT_VERIFYCONTEXT))
-            << GetLastError();
+        ASSERT_TRUE(CryptAcquireContextW(&prov_, nullptr, nullptr, provType_, CRYPT_VERIFYCONTEXT)) << GetLastError();
     }
     void TearDown() override {
         if (prov_ != 0) CryptReleaseContext(prov_, 0);

@@ -137,7 +137,10 @@ TEST(DssPublicKeyBlobTest, EndsWithoutSeedOrWithZerosUpTo128BytesOfY) {
     const crypto::Bytes padded = crypto::DssPublicKeyBlob(p, q, g, y, crypto::DssBlobEnd::kZerosTo128, kErr);
     // BLOBHEADER, DSSPUBKEY "DSS1" of 512 bits, p, q, g, y little-endian.
     ASSERT_EQ(252u, plain.size());
-    EXPECT_EQ("060200000022000044535331" "00020000", ToHex(Bytes(plain.begin(), plain.begin() + 16)));
+    EXPECT_EQ(
+        "060200000022000044535331"
+        "00020000",
+        ToHex(Bytes(plain.begin(), plain.begin() + 16)));
     const crypto::Bytes yLittle = crypto::Reversed(y.data(), y.size());
     EXPECT_EQ(ToHex(yLittle), ToHex(Bytes(plain.begin() + 164, plain.begin() + 228)));
     EXPECT_EQ("ffffffff" + std::string(40, '0'), ToHex(Bytes(plain.begin() + 228, plain.end())));
@@ -150,8 +153,8 @@ TEST(DssPublicKeyBlobTest, EndsWithoutSeedOrWithZerosUpTo128BytesOfY) {
     const crypto::Bytes p1024 = Number(vectors::kDsaPB64);
     EXPECT_EQ(crypto::DssBlobEnd::kNoSeed, crypto::DssBlobEndFor(p1024.size()));
     const crypto::Bytes wide =
-        crypto::DssPublicKeyBlob(p1024, Number(vectors::kDsaQB64), Number(vectors::kDsaGB64),
-                                 Number(vectors::kDsaYB64), crypto::DssBlobEnd::kZerosTo128, kErr);
+        crypto::DssPublicKeyBlob(p1024, Number(vectors::kDsaQB64), Number(vectors::kDsaGB64), Number(vectors::kDsaYB64),
+                                 crypto::DssBlobEnd::kZerosTo128, kErr);
     EXPECT_EQ(444u, wide.size());
     EXPECT_EQ(std::string(48, '0'), ToHex(Bytes(wide.end() - 24, wide.end())));
 }
@@ -163,7 +166,7 @@ TEST_F(CapiDsaTest, MisuseThrowsCryptoExceptions) {
     Load(key, vectors::kDsaPB64, vectors::kDsaQB64, vectors::kDsaGB64, vectors::kDsaYB64);
     char buf[200];
     EXPECT_THROW(key.signBase64Signature(hash.data(), 20, buf, sizeof buf), XSECCryptoException);
-    EXPECT_THROW(Verify(key, hash, "AAECAwQF"), XSECCryptoException);              // not 40 bytes
+    EXPECT_THROW(Verify(key, hash, "AAECAwQF"), XSECCryptoException);                       // not 40 bytes
     EXPECT_THROW(Verify(key, Bytes(32, 1), vectors::kDsaSigSHA1B64), XSECCryptoException);  // not SHA-1
 }
 

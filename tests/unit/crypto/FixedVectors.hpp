@@ -20,15 +20,19 @@
 namespace vectors {
 
 inline const char kRsaModulusB64[] =
-    "w89iO/NzPS0srZmK9BzyQp3/hJbtkA8gnPiQn6/zXZ9AYWJgqokJ8dcd4jEm9wWdsP/mpVKYMl9tUer1TbmMjDq0RphxfPrUVvNvJwMjsA7XIy9VKfK7t9QLjsseOWe178EogmLHkhEPvYGnqOXKcpR91zYW2NRr2eTMt8JD9xM=";
-inline const char kRsaExponentB64[] =
-    "AQAB";
+    "w89iO/NzPS0srZmK9BzyQp3/hJbtkA8gnPiQn6/zXZ9AYWJgqokJ8dcd4jEm9wWdsP/"
+    "mpVKYMl9tUer1TbmMjDq0RphxfPrUVvNvJwMjsA7XIy9VKfK7t9QLjsseOWe178EogmLHkhEPvYGnqOXKcpR91zYW2NRr2eTMt8JD9xM=";
+inline const char kRsaExponentB64[] = "AQAB";
 inline const char kRsaSigSHA1B64[] =
-    "j8PjdAWhAT5vEBrCQO4QfopX9j6S7Ov31qfeuMrGQ4/19kldZWhgWblfk9J8ryKkYjY9pPdHwkCPQCca73sX3gDt2P5kFYGwkGhCBAcAN5HPWoHhsOlgCMg6q3gz8jDh2MI2vbeAhI2Jks7M+MpsFJhWF3/V89saUQ/B4neRhxE=";
+    "j8PjdAWhAT5vEBrCQO4QfopX9j6S7Ov31qfeuMrGQ4/"
+    "19kldZWhgWblfk9J8ryKkYjY9pPdHwkCPQCca73sX3gDt2P5kFYGwkGhCBAcAN5HPWoHhsOlgCMg6q3gz8jDh2MI2vbeAhI2Jks7M+MpsFJhWF3/"
+    "V89saUQ/B4neRhxE=";
 inline const char kRsaSigSHA256B64[] =
-    "UKcIJeIFP/y4LwZdVS9j0bH5zoENjY4kyZKKH72jEIbFrZtOZL1jDUHmkC/A3q4mAtJhba09V5LwR6IvCzhyrKDzf7JH9kbTeViTL3DuB7z1q3GsTnYmNt81LzJKK6inM8SfwaCLWsJgAEe+SHwuhbuhXazsXCMHVIH4iK/5VCk=";
+    "UKcIJeIFP/y4LwZdVS9j0bH5zoENjY4kyZKKH72jEIbFrZtOZL1jDUHmkC/"
+    "A3q4mAtJhba09V5LwR6IvCzhyrKDzf7JH9kbTeViTL3DuB7z1q3GsTnYmNt81LzJKK6inM8SfwaCLWsJgAEe+SHwuhbuhXazsXCMHVIH4iK/5VCk=";
 inline const char kRsaSigSHA512B64[] =
-    "SE2QWGlywnYh1Zpeuy6oM/AP3hcw3+XGGJMOVtAfyBuQHwKtqRiyVEkr/EPDCxKwuz3Pvv/Ri1IrIm5RrUnMyLQDOspDAJB0o9azSmdSYeE1eD4ANyjLvm0sGvAX0fJC8ENWOSzDsyrouzu+Im3jMUAQYXh5+7ztA47//NqFQo4=";
+    "SE2QWGlywnYh1Zpeuy6oM/AP3hcw3+XGGJMOVtAfyBuQHwKtqRiyVEkr/EPDCxKwuz3Pvv/"
+    "Ri1IrIm5RrUnMyLQDOspDAJB0o9azSmdSYeE1eD4ANyjLvm0sGvAX0fJC8ENWOSzDsyrouzu+Im3jMUAQYXh5+7ztA47//NqFQo4=";
 inline const char kRsaPrivateKeyBlobHex[] =
     "070200000024000052534132000400000100010013f743c2b7cce4d96bd4d81636d77d9472cae5a8a781bd0f1192c762"
     "8228c1efb567391ecb8e0bd4b7bbf229552f23d70eb02303276ff356d4fa7c719846b43a8c8cb94df5ea516d5f329852"
@@ -44,23 +48,23 @@ inline const char kRsaPrivateKeyBlobHex[] =
     "69b79aec0dd59d2ae47c8950978b9e7f66f8683ddb00a3f7c2a48e96017d1e6aa1c70373c8488be8e5984c4194fd6832"
     "881476e7e8bd6c07b0c0cc3d692785174ff85dab";
 inline const char kDsaPB64[] =
-    "kVx9zxVcNyGIwL6LI7Av8ZBD/LQEBhjquzsk6a7F/iOFrZZn8IVUVcBZiMEwa+/2lErGzAIkQ2/J4R41WNZ2v1kfm0spaMTRtgjIQfHSAnUqKlq3YGZS24/OhJBV4EsNSZZtOH7jz7pCEWUU2rumxQtiefHAQ6v+OT2b1jSXJts=";
-inline const char kDsaQB64[] =
-    "yV41RC9hkw3k3KL4jTzqL33VKQc=";
+    "kVx9zxVcNyGIwL6LI7Av8ZBD/LQEBhjquzsk6a7F/iOFrZZn8IVUVcBZiMEwa+/2lErGzAIkQ2/"
+    "J4R41WNZ2v1kfm0spaMTRtgjIQfHSAnUqKlq3YGZS24/OhJBV4EsNSZZtOH7jz7pCEWUU2rumxQtiefHAQ6v+OT2b1jSXJts=";
+inline const char kDsaQB64[] = "yV41RC9hkw3k3KL4jTzqL33VKQc=";
 inline const char kDsaGB64[] =
-    "Pr0qj2pcdGCzxo8I+Y0VQXlPBK3EfTxleFaOtYGgt1z+wCjRzmlPF0RnLoagvVjcN0YbKdfEvPs9f8fG5XSoo5CzwbxA6ww94UOaIPo9aisX8rfD4C/Qo1D73oiOna6gCiY9thW44nLxYaRkNtbLZ+Py2qBDPjzumOZA2+Nz1c8=";
+    "Pr0qj2pcdGCzxo8I+Y0VQXlPBK3EfTxleFaOtYGgt1z+"
+    "wCjRzmlPF0RnLoagvVjcN0YbKdfEvPs9f8fG5XSoo5CzwbxA6ww94UOaIPo9aisX8rfD4C/"
+    "Qo1D73oiOna6gCiY9thW44nLxYaRkNtbLZ+Py2qBDPjzumOZA2+Nz1c8=";
 inline const char kDsaYB64[] =
-    "PZNXrPt7v3lIVIKiOV60Tc/dHNHVCqCnmj90RNaTMzyWIYNP+qep8/JLLdQN4wKkCz23JvqIFNuXpSVLfURT0cm2hO+/mT7GeWQQcCc+aH2TZZqWEpk/MsrE4fMmoVTK9uQ0XrcviweTeqjo6BJXXbpeUCaa3M17jKC/hU9OMQo=";
-inline const char kDsaSigSHA1B64[] =
-    "A9hDFCpmQ3q1hNlO3offl/ytetuxyQXWTdDEj30m5ogGy5T83wZWyg==";
-inline const char kDsaMessage[] =
-    "message digest";
-inline const char kDsaMessageSha1Hex[] =
-    "c12252ceda8be8994d5fa0290a47231c1d16aae3";
+    "PZNXrPt7v3lIVIKiOV60Tc/dHNHVCqCnmj90RNaTMzyWIYNP+qep8/JLLdQN4wKkCz23JvqIFNuXpSVLfURT0cm2hO+/"
+    "mT7GeWQQcCc+aH2TZZqWEpk/MsrE4fMmoVTK9uQ0XrcviweTeqjo6BJXXbpeUCaa3M17jKC/hU9OMQo=";
+inline const char kDsaSigSHA1B64[] = "A9hDFCpmQ3q1hNlO3offl/ytetuxyQXWTdDEj30m5ogGy5T83wZWyg==";
+inline const char kDsaMessage[] = "message digest";
+inline const char kDsaMessageSha1Hex[] = "c12252ceda8be8994d5fa0290a47231c1d16aae3";
 inline const char kPhaosRsaCertModulusB64[] =
-    "gIb6nAB9oS/AI5jIj6WymvQhRxiMlE07G4abmMliYi5zWzvaFE2tnU+RZIBgtoXcgDEIU/vsLQut7nzCn9mHxC8JEaV4D4U91j64AyZakShqJw7qjJfqUxxPL0yJv2oFiouPDjGuJ9JPi0NrsZq+yfWfM54s4b9SNkcOIVMybZU=";
-inline const char kPhaosRsaCertExponentB64[] =
-    "AQAB";
+    "gIb6nAB9oS/AI5jIj6WymvQhRxiMlE07G4abmMliYi5zWzvaFE2tnU+RZIBgtoXcgDEIU/"
+    "vsLQut7nzCn9mHxC8JEaV4D4U91j64AyZakShqJw7qjJfqUxxPL0yJv2oFiouPDjGuJ9JPi0NrsZq+yfWfM54s4b9SNkcOIVMybZU=";
+inline const char kPhaosRsaCertExponentB64[] = "AQAB";
 // A self-signed certificate of the dsa2.pem key:
 //   openssl req -x509 -new -key dsa2.pem -subj "/CN=talvoran DSA test" -days 36500 -outform der
 inline const char kDsaCertB64[] =
@@ -77,8 +81,9 @@ inline const char kDsaCertB64[] =
     "hLNiHL0gLR2c2Awm";
 // The public key of xmlsec1's phaos-xmldsig-three/certs/dsa-cert.der as OpenSSL reads it.
 inline const char kPhaosDsaCertYB64[] =
-    "JLZHChtL9OjhYpD2tVpN4+Urp9P0R/1jmkQA3vYycSf6GDtGDyESjCuWl2sH4EwIt3yJkhN4CPwGgrrkq8H1S+U7X76nTEaobAmElnBrBeF6uatRwwmCvVm4DCKs1XJNeN1QlsbLikf9aJguzjj8unzyYZRdjMcgjhLtVjeYAC0=";
-inline const char kPhaosDsaCertQB64[] =
-    "vSPQz7ak24nBo5gwSMfEXkvEblc=";
+    "JLZHChtL9OjhYpD2tVpN4+Urp9P0R/"
+    "1jmkQA3vYycSf6GDtGDyESjCuWl2sH4EwIt3yJkhN4CPwGgrrkq8H1S+"
+    "U7X76nTEaobAmElnBrBeF6uatRwwmCvVm4DCKs1XJNeN1QlsbLikf9aJguzjj8unzyYZRdjMcgjhLtVjeYAC0=";
+inline const char kPhaosDsaCertQB64[] = "vSPQz7ak24nBo5gwSMfEXkvEblc=";
 
 }  // namespace vectors

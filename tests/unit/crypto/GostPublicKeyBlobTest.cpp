@@ -12,7 +12,8 @@ namespace {
 
 Bytes Hex(const std::string& hex) {
     Bytes out;
-    for (size_t i = 0; i + 1 < hex.size(); i += 2) out.push_back(static_cast<unsigned char>(std::stoul(hex.substr(i, 2), nullptr, 16)));
+    for (size_t i = 0; i + 1 < hex.size(); i += 2)
+        out.push_back(static_cast<unsigned char>(std::stoul(hex.substr(i, 2), nullptr, 16)));
     return out;
 }
 
@@ -91,7 +92,13 @@ TEST(GostPublicKeyBlob, RawKeyOfEveryXmlForm) {
     std::copy(raw.begin(), raw.end(), octets.begin() + 2);
     EXPECT_EQ(raw, gostBlob::RawKey(octets));
     // SubjectPublicKeyInfo { { 1.2.643.2.2.19, { A set, CryptoPro digest } }, BIT STRING { OCTET STRING key } }
-    Bytes spki = Hex("306330" "1c" "06062a8503020213" "3012" "06072a85030202230106072a850302021e01" "034300");
+    Bytes spki =
+        Hex("306330"
+            "1c"
+            "06062a8503020213"
+            "3012"
+            "06072a85030202230106072a850302021e01"
+            "034300");
     spki.insert(spki.end(), octets.begin(), octets.end());
     gostBlob::GostPublicKey parameters;
     EXPECT_EQ(raw, gostBlob::RawKey(spki, &parameters));
@@ -107,7 +114,10 @@ TEST(GostPublicKeyBlob, SubjectPublicKeyInfoRoundTrip) {
     key.digestParamSet = "1.2.643.2.2.30.1";
     key.key = KeyBytes();
     const Bytes spki = gostBlob::SubjectPublicKeyInfo(key);
-    Bytes expected = Hex("3063301c06062a85030202133012" "06072a85030202230106072a850302021e01" "0343000440");
+    Bytes expected =
+        Hex("3063301c06062a85030202133012"
+            "06072a85030202230106072a850302021e01"
+            "0343000440");
     expected.insert(expected.end(), key.key.begin(), key.key.end());
     EXPECT_EQ(expected, spki);
     gostBlob::GostPublicKey back;

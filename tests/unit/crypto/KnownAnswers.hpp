@@ -15,21 +15,21 @@ struct DigestCase {
 };
 
 inline const DigestCase kDigests[] = {
-    {"abc", "abc",
-     "a9993e364706816aba3e25717850c26c9cd0d89d",
+    {"abc", "abc", "a9993e364706816aba3e25717850c26c9cd0d89d",
      "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad",
      "cb00753f45a35e8bb5a03d699ac65007272c32ab0eded1631a8b605a43ff5bed8086072ba1e7cc2358baeca134c825a7",
-     "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f"},
-    {"empty", "",
-     "da39a3ee5e6b4b0d3255bfef95601890afd80709",
+     "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2"
+     "a9ac94fa54ca49f"},
+    {"empty", "", "da39a3ee5e6b4b0d3255bfef95601890afd80709",
      "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855",
      "38b060a751ac96384cd9327eb1b1e36a21fdb71114be07434c0cc7bf63f6e1da274edebfe76f65fbd51ad2f14898b95b",
-     "cf83e1357eefb8bdf1542850d66d8007d620e4050b5715dc83f4a921d36ce9ce47d0d13c5d85f2b0ff8318d2877eec2f63b931bd47417a81a538327af927da3e"},
-    {"fips448", "abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq",
-     "84983e441c3bd26ebaae4aa1f95129e5e54670f1",
+     "cf83e1357eefb8bdf1542850d66d8007d620e4050b5715dc83f4a921d36ce9ce47d0d13c5d85f2b0ff8318d2877eec2f63b931bd47417a81a"
+     "538327af927da3e"},
+    {"fips448", "abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq", "84983e441c3bd26ebaae4aa1f95129e5e54670f1",
      "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1",
      "3391fdddfc8dc7393707a65b1b4709397cf8b1d162af05abfe8f450de5f36bc6b0455a8520bc4e6f5fe95b1fe3c8452b",
-     "204a8fc6dda82f0a0ced7beb8e08a41657c16ef468b228a8279be331a703c33596fd15c13b1b07f9aa1d3bea57789ca031ad85c7a71dd70354ec631238ca3445"},
+     "204a8fc6dda82f0a0ced7beb8e08a41657c16ef468b228a8279be331a703c33596fd15c13b1b07f9aa1d3bea57789ca031ad85c7a71dd7035"
+     "4ec631238ca3445"},
 };
 
 struct Rfc4231Case {
@@ -42,24 +42,19 @@ struct Rfc4231Case {
 };
 
 inline const Rfc4231Case kRfc4231[] = {
-    {1,
-     "0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b",
-     "4869205468657265",
+    {1, "0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b", "4869205468657265",
      "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7",
      "afd03944d84895626b0825f4ab46907f15f9dadbe4101ec682aa034c7cebc59cfaea9ea9076ede7f"
      "4af152e8b2fa9cb6",
      "87aa7cdea5ef619d4ff0b4241a1d6cb02379f4e2ce4ec2787ad0b30545e17cdedaa833b7d6b8a702"
      "038b274eaea3f4e4be9d914eeb61f1702e696c203a126854"},
-    {2,
-     "4a656665",
-     "7768617420646f2079612077616e7420666f72206e6f7468696e673f",
+    {2, "4a656665", "7768617420646f2079612077616e7420666f72206e6f7468696e673f",
      "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843",
      "af45d2e376484031617f78d2b58a6b1b9c7ef464f5a01b47e42ec3736322445e8e2240ca5e69e2c7"
      "8b3239ecfab21649",
      "164b7a7bfcf819e2e395fbe73b56e0a387bd64222e831fd610270cd7ea2505549758bf75c05a994a"
      "6d034f65f8f0e6fdcaeab1a34d4a6b4b636e070a38bce737"},
-    {3,
-     "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa",
+    {3, "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa",
      "dddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddd"
      "dddddddddddddddddddd",
      "773ea91e36800e46854db8ebd09181a72959098b3ef8c122d9635514ced565fe",
@@ -67,8 +62,7 @@ inline const Rfc4231Case kRfc4231[] = {
      "4e3ab6e101a34f27",
      "fa73b0089d56a284efb0f0756c890be9b1b5dbdd8ee81a3655f83e33b2279d39bf3e848279a722c8"
      "06b485a47e67c807b946a337bee8942674278859e13292fb"},
-    {4,
-     "0102030405060708090a0b0c0d0e0f10111213141516171819",
+    {4, "0102030405060708090a0b0c0d0e0f10111213141516171819",
      "cdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcd"
      "cdcdcdcdcdcdcdcdcdcd",
      "82558a389a443c0ea4cc819899f2083a85f0faa3e578f8077a2e3ff46729665b",
@@ -76,9 +70,7 @@ inline const Rfc4231Case kRfc4231[] = {
      "ccf8a386c674cffb",
      "b0ba465637458c6990e5a8c5f61d4af7e576d97ff94b872de76f8050361ee3dba91ca5c11aa25eb4"
      "d679275cc5788063a5f19741120c4f2de2adebeb10a298dd"},
-    {5,
-     "0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c",
-     "546573742057697468205472756e636174696f6e",
+    {5, "0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c", "546573742057697468205472756e636174696f6e",
      "a3b6167473100ee06e0c796c2955552bfa6f7c0a6a8aef8b93f860aab0cd20c5",
      "3abf34c3503b2a23a46efc619baef897f4c8e42c934ce55ccbae9740fcbc1af4ca62269e2a37cd88"
      "ba926341efe4aeea",
@@ -120,27 +112,18 @@ struct Rfc2202Case {
 };
 
 inline const Rfc2202Case kRfc2202[] = {
-    {1,
-     "0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b",
-     "4869205468657265",
-     "b617318655057264e28bc0b6fb378c8ef146be00"},
-    {2,
-     "4a656665",
-     "7768617420646f2079612077616e7420666f72206e6f7468696e673f",
+    {1, "0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b0b", "4869205468657265", "b617318655057264e28bc0b6fb378c8ef146be00"},
+    {2, "4a656665", "7768617420646f2079612077616e7420666f72206e6f7468696e673f",
      "effcdf6ae5eb2fa2d27416d5f184df9c259a7c79"},
-    {3,
-     "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa",
+    {3, "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa",
      "dddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddd"
      "dddddddddddddddddddd",
      "125d7342b9ac11cd91a39af48aa17b4f63f175d3"},
-    {4,
-     "0102030405060708090a0b0c0d0e0f10111213141516171819",
+    {4, "0102030405060708090a0b0c0d0e0f10111213141516171819",
      "cdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcdcd"
      "cdcdcdcdcdcdcdcdcdcd",
      "4c9007f4026250c6bc8414f9bf50c86c2d7235da"},
-    {5,
-     "0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c",
-     "546573742057697468205472756e636174696f6e",
+    {5, "0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c0c", "546573742057697468205472756e636174696f6e",
      "4c1a03424b55e07fe7f27be1d58bb9324a9a5a04"},
     {6,
      "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"
@@ -171,7 +154,6 @@ inline const char kMidKeySha512[] =
     "e5dc1210cbc79f8f61555538ecc5194f5537d39b1212ec20";
 // An empty key, message "abc".
 inline const char kEmptyKeySha1[] = "9b4a918f398d74d3e367970aba3cbe54e4d2b5d9";
-inline const char kEmptyKeySha256[] =
-    "fd7adb152c05ef80dccf50a1fa4c05d5a3ec6da95575fc312ae7c5d091836351";
+inline const char kEmptyKeySha256[] = "fd7adb152c05ef80dccf50a1fa4c05d5a3ec6da95575fc312ae7c5d091836351";
 
 }  // namespace kat

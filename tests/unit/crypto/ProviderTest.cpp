@@ -139,8 +139,7 @@ TEST(CapiProviderTest, KeysItHandsOut) {
     rsa->loadPublicExponentBase64BigNums(vectors::kRsaExponentB64, sizeof vectors::kRsaExponentB64 - 1);
     Bytes hash = FromHex(kat::kDigests[0].sha256);
     EXPECT_TRUE(rsa->verifySHA1PKCS1Base64Signature(hash.data(), 32, vectors::kRsaSigSHA256B64,
-                                                    sizeof vectors::kRsaSigSHA256B64 - 1,
-                                                    XSECCryptoHash::HASH_SHA256));
+                                                    sizeof vectors::kRsaSigSHA256B64 - 1, XSECCryptoHash::HASH_SHA256));
 
     std::unique_ptr<XSECCryptoKeyDSA> dsa(p.keyDSA());
     ASSERT_NE(nullptr, dynamic_cast<WinCAPICryptoKeyDSA*>(dsa.get()));
@@ -230,8 +229,7 @@ TEST(CapiX509Test, GostCertificateLoadsWithoutAKeyObject) {
     EXPECT_EQ(nullptr, std::unique_ptr<XSECCryptoKey>(cert->clonePublicKey()));
     auto* capi = dynamic_cast<WinCAPICryptoX509*>(cert.get());
     ASSERT_NE(nullptr, capi);
-    EXPECT_STREQ("1.2.643.2.2.19",
-                 capi->getCertContext()->pCertInfo->SubjectPublicKeyInfo.Algorithm.pszObjId);
+    EXPECT_STREQ("1.2.643.2.2.19", capi->getCertContext()->pCertInfo->SubjectPublicKeyInfo.Algorithm.pszObjId);
 }
 
 TEST(CapiX509Test, GarbageCertificateThrows) {

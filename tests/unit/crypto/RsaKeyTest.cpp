@@ -31,16 +31,15 @@ std::vector<HashCase> AbcHashes() {
 std::string Sign(const WinCAPICryptoKeyRSA& key, const HashCase& c) {
     Bytes hash = c.hash;
     char buf[1024];
-    unsigned int n = key.signSHA1PKCS1Base64Signature(hash.data(), static_cast<unsigned int>(hash.size()),
-                                                      buf, sizeof buf, c.type);
+    unsigned int n =
+        key.signSHA1PKCS1Base64Signature(hash.data(), static_cast<unsigned int>(hash.size()), buf, sizeof buf, c.type);
     EXPECT_EQ(std::strlen(buf), n);
     return std::string(buf, n);
 }
 
-bool Verify(const WinCAPICryptoKeyRSA& key, const Bytes& hash, const std::string& sig,
-            XSECCryptoHash::HashType type) {
-    return key.verifySHA1PKCS1Base64Signature(hash.data(), static_cast<unsigned int>(hash.size()),
-                                              sig.c_str(), static_cast<unsigned int>(sig.size()), type);
+bool Verify(const WinCAPICryptoKeyRSA& key, const Bytes& hash, const std::string& sig, XSECCryptoHash::HashType type) {
+    return key.verifySHA1PKCS1Base64Signature(hash.data(), static_cast<unsigned int>(hash.size()), sig.c_str(),
+                                              static_cast<unsigned int>(sig.size()), type);
 }
 
 class CapiRsaTest : public VerifyContextTest {
@@ -100,8 +99,8 @@ TEST_F(CapiRsaTest, DuplicatedHandleVerifiesAndOutlivesTheOriginal) {
     CryptDestroyKey(original);
     loaded.reset();
     EXPECT_EQ(XSECCryptoKey::KEY_RSA_PUBLIC, byHandle.getKeyType());
-    EXPECT_TRUE(Verify(byHandle, FromHex(kat::kDigests[0].sha256), vectors::kRsaSigSHA256B64,
-                       XSECCryptoHash::HASH_SHA256));
+    EXPECT_TRUE(
+        Verify(byHandle, FromHex(kat::kDigests[0].sha256), vectors::kRsaSigSHA256B64, XSECCryptoHash::HASH_SHA256));
     std::unique_ptr<XSECCryptoKey> copy(byHandle.clone());
     EXPECT_TRUE(Verify(*static_cast<WinCAPICryptoKeyRSA*>(copy.get()), FromHex(kat::kDigests[0].sha1),
                        vectors::kRsaSigSHA1B64, XSECCryptoHash::HASH_SHA1));
@@ -133,8 +132,8 @@ TEST_F(CapiRsaTest, VerifiesSha2WithAKeyOfAFullRsaProvider) {
         key.loadPublicExponentBase64BigNums(vectors::kRsaExponentB64, sizeof vectors::kRsaExponentB64 - 1);
         const auto& abc = kat::kDigests[0];
         EXPECT_TRUE(Verify(key, FromHex(abc.sha512), vectors::kRsaSigSHA512B64, XSECCryptoHash::HASH_SHA512));
-        EXPECT_FALSE(Verify(key, FromHex(kat::kDigests[2].sha512), vectors::kRsaSigSHA512B64,
-                            XSECCryptoHash::HASH_SHA512));
+        EXPECT_FALSE(
+            Verify(key, FromHex(kat::kDigests[2].sha512), vectors::kRsaSigSHA512B64, XSECCryptoHash::HASH_SHA512));
     }
     CryptReleaseContext(full, 0);
 }

@@ -136,11 +136,10 @@ TEST(CapiXsecVerifyTest, HmacSha1) {
 }
 
 TEST(CapiXsecVerifyTest, RsaSha2WithCertificates) {
-    for (const char* name : {"enveloping-sha256-rsa-sha256.xml", "enveloping-sha384-rsa-sha384.xml",
-                             "enveloping-sha512-rsa-sha512.xml"}) {
+    for (const char* name :
+         {"enveloping-sha256-rsa-sha256.xml", "enveloping-sha384-rsa-sha384.xml", "enveloping-sha512-rsa-sha512.xml"}) {
         SCOPED_TRACE(name);
-        EXPECT_TRUE(Verify(ReadVector(std::string("aleksey-xmldsig-01/") + name), nullptr,
-                           KeySource::LastCertificate));
+        EXPECT_TRUE(Verify(ReadVector(std::string("aleksey-xmldsig-01/") + name), nullptr, KeySource::LastCertificate));
     }
 }
 

@@ -54,7 +54,8 @@ TEST_F(SignatureElementListTest, DepthFirstDocumentOrder) {
 }
 
 TEST_F(SignatureElementListTest, RootSignatureIsTheOnlyOne) {
-    const std::string xml = "<Signature xmlns='http://www.w3.org/2000/09/xmldsig#' Id='R'><Signature Id='N'/></Signature>";
+    const std::string xml =
+        "<Signature xmlns='http://www.w3.org/2000/09/xmldsig#' Id='R'><Signature Id='N'/></Signature>";
     SignatureElementList list(Parse(xml));
     ASSERT_EQ(1u, list.size());
     EXPECT_EQ(L"R", IdOf(list[0]));
@@ -82,10 +83,12 @@ TEST_F(SignatureElementListTest, VeryDeepDocumentDoesNotExhaustTheStack) {
     Parse("<root/>");
     xc::DOMDocument* doc = parser_.getDocument();
     xc::DOMElement* element = doc->getDocumentElement();
-    for (int i = 0; i < 100000; ++i) element = static_cast<xc::DOMElement*>(element->appendChild(doc->createElement(L"n")));
+    for (int i = 0; i < 100000; ++i)
+        element = static_cast<xc::DOMElement*>(element->appendChild(doc->createElement(L"n")));
     xc::DOMElement* signature = doc->createElementNS(L"http://www.w3.org/2000/09/xmldsig#", L"ds:Signature");
     element->appendChild(signature);
-    doc->getDocumentElement()->appendChild(doc->createElementNS(L"http://www.w3.org/2000/09/xmldsig#", L"ds:Signature"));
+    doc->getDocumentElement()->appendChild(
+        doc->createElementNS(L"http://www.w3.org/2000/09/xmldsig#", L"ds:Signature"));
     SignatureElementList list(doc);
     ASSERT_EQ(2u, list.size());
     EXPECT_EQ(signature, list[0]);

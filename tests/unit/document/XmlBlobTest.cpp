@@ -165,8 +165,8 @@ TEST_F(XmlBlobTest, ParsesEveryDeclaredCharset) {
 TEST_F(XmlBlobTest, EmptyOrNullBlobIsRejected) {
     const std::string expected = InvalidArgMessage("CreateDomStructure", "!xmlBlob.cbData || !xmlBlob.pbData");
     BYTE byte = '<';
-    for (CRYPT_XML_BLOB blob : {CRYPT_XML_BLOB{CRYPT_XML_CHARSET_AUTO, 0, &byte},
-                                CRYPT_XML_BLOB{CRYPT_XML_CHARSET_AUTO, 5, nullptr}}) {
+    for (CRYPT_XML_BLOB blob :
+         {CRYPT_XML_BLOB{CRYPT_XML_CHARSET_AUTO, 0, &byte}, CRYPT_XML_BLOB{CRYPT_XML_CHARSET_AUTO, 5, nullptr}}) {
         CryptXmlException e = Caught([&] { xmlBlob::CreateDomStructure(parser_, blob); });
         EXPECT_EQ(hr::kInvalidArg, e.hr());
         EXPECT_EQ(expected, e.what());
@@ -243,8 +243,7 @@ TEST(CreateDomStructure, DomExceptionBecomesAFailureWithItsMessage) {
     const std::string xml = "<a/>";
     CryptXmlException e = Caught([&] { xmlBlob::CreateDomStructure(parser, BlobOf(xml)); });
     EXPECT_EQ(hr::kFail, e.hr());
-    EXPECT_EQ(FailureMessage("CreateDomStructure",
-                             "attempt is made to insert a node where it is not permitted"),
+    EXPECT_EQ(FailureMessage("CreateDomStructure", "attempt is made to insert a node where it is not permitted"),
               e.what());
 }
 
@@ -254,8 +253,7 @@ TEST(CreateDomStructure, XmlExceptionBecomesAFailureWithItsMessage) {
     const std::string xml = "<outer/>";
     EXPECT_STREQ(L"outer", xmlBlob::CreateDomStructure(parser, BlobOf(xml))->getTagName());
     EXPECT_EQ(hr::kFail, parser.innerHr);
-    EXPECT_EQ(FailureMessage("CreateDomStructure", "parsing in progress"),
-              parser.innerWhat);
+    EXPECT_EQ(FailureMessage("CreateDomStructure", "parsing in progress"), parser.innerWhat);
 }
 
 TEST_F(XmlBlobTest, ImportElemCopiesTheWholeSubtree) {
@@ -372,7 +370,10 @@ template <class Thrower>
 class FailingElement : public xc::DOMElementImpl {
 public:
     explicit FailingElement(xc::DOMDocument* doc) : xc::DOMElementImpl(doc, L"e") {}
-    const XMLCh* getNodeName() const override { Thrower()(); return nullptr; }
+    const XMLCh* getNodeName() const override {
+        Thrower()();
+        return nullptr;
+    }
 };
 
 struct ThrowDom {
@@ -403,8 +404,7 @@ TEST_F(XmlBlobTest, EncodeNodeConvertsXercesAndOtherExceptions) {
               dom.what());
     CryptXmlException xml = EncodeFailure<ThrowXml>(doc);
     EXPECT_EQ(hr::kFail, xml.hr());
-    EXPECT_EQ(FailureMessage("EncodeNode", "parsing in progress"),
-              xml.what());
+    EXPECT_EQ(FailureMessage("EncodeNode", "parsing in progress"), xml.what());
     CryptXmlException other = EncodeFailure<ThrowOther>(doc);
     EXPECT_EQ(hr::kFail, other.hr());
     EXPECT_EQ(FailureMessage("EncodeNode", "Unexpected exception during writing into a buffer"), other.what());

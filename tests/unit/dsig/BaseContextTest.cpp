@@ -57,31 +57,33 @@ TEST(BaseContext, NameRules) {
     EXPECT_THROW(BaseContext::IdAttrMeetXmlNameSyntax(nullptr), CryptXmlTemplateException<hr::kInvalidArg>);
 }
 
-TEST(BaseContext, NullIdPassesEveryLimit) {
-    EXPECT_NO_THROW(BaseContext::CheckIdLimits(nullptr, kNcName | kName));
-}
+TEST(BaseContext, NullIdPassesEveryLimit) { EXPECT_NO_THROW(BaseContext::CheckIdLimits(nullptr, kNcName | kName)); }
 
 TEST(BaseContext, NcNameRuleIsCheckedFirst) {
-    EXPECT_EQ("an error occurred. function: BaseContext::CheckIdLimits. desc: Unexpected XML element found. "
-              "invalid id attribute. CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT",
-              RaisedBy<hr::kUnexpectedXml>(L"a:b", kNcName | kName));
+    EXPECT_EQ(
+        "an error occurred. function: BaseContext::CheckIdLimits. desc: Unexpected XML element found. "
+        "invalid id attribute. CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT",
+        RaisedBy<hr::kUnexpectedXml>(L"a:b", kNcName | kName));
 }
 
 TEST(BaseContext, NameRuleApplies) {
-    EXPECT_EQ("an error occurred. function: BaseContext::CheckIdLimits. desc: Unexpected XML element found. "
-              "invalid id attribute. CRYPT_XML_FLAG_ENFORCE_ID_NAME_FORMAT",
-              RaisedBy<hr::kUnexpectedXml>(L"a b", kName));
+    EXPECT_EQ(
+        "an error occurred. function: BaseContext::CheckIdLimits. desc: Unexpected XML element found. "
+        "invalid id attribute. CRYPT_XML_FLAG_ENFORCE_ID_NAME_FORMAT",
+        RaisedBy<hr::kUnexpectedXml>(L"a b", kName));
     EXPECT_NO_THROW(BaseContext::CheckIdLimits(L"a:b", kName));
     EXPECT_NO_THROW(BaseContext::CheckIdLimits(L"a b", 0));  // no flag, no syntax rule
 }
 
 TEST(BaseContext, LengthLimitIs256Characters) {
     EXPECT_NO_THROW(BaseContext::CheckIdLimits(std::wstring(256, L'a').c_str(), kNcName | kName));
-    EXPECT_EQ("an error occurred. function: BaseContext::CheckIdLimits. desc: The value is too large. "
-              "the length of id attr greater then CRYPT_XML_ID_MAX",
-              RaisedBy<hr::kLarge>(std::wstring(257, L'a').c_str(), 0));
+    EXPECT_EQ(
+        "an error occurred. function: BaseContext::CheckIdLimits. desc: The value is too large. "
+        "the length of id attr greater then CRYPT_XML_ID_MAX",
+        RaisedBy<hr::kLarge>(std::wstring(257, L'a').c_str(), 0));
     // With the syntax flags, a long but valid id still fails on length.
-    EXPECT_EQ("an error occurred. function: BaseContext::CheckIdLimits. desc: The value is too large. "
-              "the length of id attr greater then CRYPT_XML_ID_MAX",
-              RaisedBy<hr::kLarge>(std::wstring(257, L'a').c_str(), kNcName | kName));
+    EXPECT_EQ(
+        "an error occurred. function: BaseContext::CheckIdLimits. desc: The value is too large. "
+        "the length of id attr greater then CRYPT_XML_ID_MAX",
+        RaisedBy<hr::kLarge>(std::wstring(257, L'a').c_str(), kNcName | kName));
 }

@@ -110,9 +110,10 @@ TEST_F(Contexts, ObjectsAreFoundByAnyFirstCharacterAndTheirId) {
         sig.FindObjContextByRefURI(nullptr);
         FAIL() << "no exception";
     } catch (const CryptXmlTemplateException<hr::kInvalidArg>& e) {
-        EXPECT_STREQ("an error occurred. function: SigContext::FindObjContextByRefURI. desc: One or more arguments "
-                     "are invalid  NULL == refURI",
-                     e.what());
+        EXPECT_STREQ(
+            "an error occurred. function: SigContext::FindObjContextByRefURI. desc: One or more arguments "
+            "are invalid  NULL == refURI",
+            e.what());
     }
 }
 
@@ -129,8 +130,8 @@ TEST_F(Contexts, ManifestTypedReferencePointsAtItsObject) {
 
 TEST_F(Contexts, IdsAreUniqueAcrossObjectsAndReferences) {
     SigParts parts;
-    parts.objects = "<Object Id=\"obj1\"><Manifest>" + SigParts::Reference("urn:x", "", " Id=\"m\"") +
-                    "</Manifest></Object>";
+    parts.objects =
+        "<Object Id=\"obj1\"><Manifest>" + SigParts::Reference("urn:x", "", " Id=\"m\"") + "</Manifest></Object>";
     parts.references = SigParts::Reference("#obj1", "", " Id=\"r\"");
     auto doc = Open(Document(parts.Xml()));
     const SigContext& sig = *doc->Signatures()[0];
@@ -190,8 +191,9 @@ TEST_F(Contexts, ResolveFailures) {
     EXPECT_EQ(argument, ResolveFailure(ref, &noState));
     reads.failWith = E_ACCESSDENIED;
     CRYPT_XML_DATA_PROVIDER failing = reads.Provider();
-    EXPECT_EQ(std::to_string(0x80092108UL) + " an error occurred. function: RefContext::Resolve. desc: Unable to "
-                                             "resolve Reference.",
+    EXPECT_EQ(std::to_string(0x80092108UL) +
+                  " an error occurred. function: RefContext::Resolve. desc: Unable to "
+                  "resolve Reference.",
               ResolveFailure(ref, &failing));
     CRYPT_XML_STATUS status;
     ref.GetStatus(&status);

@@ -62,14 +62,17 @@ TEST_F(Registry, AddTwiceKeepsOneEntry) {
 TEST_F(Registry, NullArgumentsAreArgumentErrors) {
     ExpectRaise<hr::kInvalidArg>([] { registry::AddContext(nullptr); },
                                  "an error occurred. function: AddContext. desc: One or more arguments are invalid ");
-    ExpectRaise<hr::kInvalidArg>([] { registry::ContextExists(nullptr); },
-                                 "an error occurred. function: ContextExists. desc: One or more arguments are invalid ");
-    ExpectRaise<hr::kInvalidArg>([] { registry::ContextHaveOwner(nullptr); },
-                                 "an error occurred. function: ContextHaveOwner. desc: One or more arguments are invalid ");
+    ExpectRaise<hr::kInvalidArg>(
+        [] { registry::ContextExists(nullptr); },
+        "an error occurred. function: ContextExists. desc: One or more arguments are invalid ");
+    ExpectRaise<hr::kInvalidArg>(
+        [] { registry::ContextHaveOwner(nullptr); },
+        "an error occurred. function: ContextHaveOwner. desc: One or more arguments are invalid ");
     ExpectRaise<hr::kInvalidArg>([] { registry::CloseContext(nullptr); },
                                  "an error occurred. function: CloseContext. desc: One or more arguments are invalid ");
-    ExpectRaise<hr::kInvalidArg>([] { registry::UnlockContext(nullptr); },
-                                 "an error occurred. function: UnlockContext. desc: One or more arguments are invalid ");
+    ExpectRaise<hr::kInvalidArg>(
+        [] { registry::UnlockContext(nullptr); },
+        "an error occurred. function: UnlockContext. desc: One or more arguments are invalid ");
     ExpectRaise<hr::kInvalidArg>([] { registry::LockContext<TestDocContext>(nullptr); },
                                  "an error occurred. function: LockContext. desc: One or more arguments are invalid ");
     ExpectRaise<hr::kInvalidArg>([] { registry::LockContext<BaseContext>(nullptr); },
@@ -108,8 +111,9 @@ TEST_F(Registry, UnknownHandlesAreArgumentErrorsForCloseAndOwner) {
     TestDocContext never;
     ExpectRaise<hr::kInvalidArg>([&] { registry::CloseContext(&never); },
                                  "an error occurred. function: CloseContext. desc: One or more arguments are invalid ");
-    ExpectRaise<hr::kInvalidArg>([&] { registry::ContextHaveOwner(&never); },
-                                 "an error occurred. function: ContextHaveOwner. desc: One or more arguments are invalid ");
+    ExpectRaise<hr::kInvalidArg>(
+        [&] { registry::ContextHaveOwner(&never); },
+        "an error occurred. function: ContextHaveOwner. desc: One or more arguments are invalid ");
 }
 
 TEST_F(Registry, CloseOfAClosedHandleFailsAndChangesNothing) {

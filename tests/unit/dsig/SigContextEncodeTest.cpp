@@ -90,7 +90,8 @@ TEST_F(SigEncodeUnit, AddReferenceStopsAt32759) {
     RefContext* extra = NewRef();
     const Raised r = Catch([&] { sig_->AddReference(extra); });
     EXPECT_EQ(static_cast<HRESULT>(0x80092101L), r.hr);
-    EXPECT_EQ(Msg("SigContext::AddReference", "The value is too large. CRYPT_XML_REFERENCES_MAX limit exceeded."), r.what);
+    EXPECT_EQ(Msg("SigContext::AddReference", "The value is too large. CRYPT_XML_REFERENCES_MAX limit exceeded."),
+              r.what);
     EXPECT_EQ(32759u, sig_->GetSignatureStruct()->SignedInfo.cReference);
     registry::CloseIfRegistered(extra);
 }

@@ -21,20 +21,23 @@ constexpr wchar_t kXercesB64[] = L"WGVyY2Vz";
 const std::vector<BYTE> kXerces{'X', 'e', 'r', 'c', 'e', 's'};
 constexpr wchar_t kNoBytesB64[] = L"!!!!";  // not empty, decodes to nothing
 
-
 std::string NoDetailMessage(const std::string& function) {
     return "an error occurred. function: " + function + ". desc: One or more arguments are invalid ";
 }
 
-#define EXPECT_INVALID_ARG(call, message)                     \
-    do {                                                      \
-        CryptXmlException e_ = Caught([&] { call; });        \
-        EXPECT_EQ(hr::kInvalidArg, e_.hr());                  \
-        EXPECT_EQ(std::string(message), e_.what());           \
+#define EXPECT_INVALID_ARG(call, message)             \
+    do {                                              \
+        CryptXmlException e_ = Caught([&] { call; }); \
+        EXPECT_EQ(hr::kInvalidArg, e_.hr());          \
+        EXPECT_EQ(std::string(message), e_.what());   \
     } while (false)
 
-std::vector<BYTE> Bytes(const CRYPT_XML_DATA_BLOB& blob) { return std::vector<BYTE>(blob.pbData, blob.pbData + blob.cbData); }
-std::vector<BYTE> Bytes(const CRYPT_XML_BLOB& blob) { return std::vector<BYTE>(blob.pbData, blob.pbData + blob.cbData); }
+std::vector<BYTE> Bytes(const CRYPT_XML_DATA_BLOB& blob) {
+    return std::vector<BYTE>(blob.pbData, blob.pbData + blob.cbData);
+}
+std::vector<BYTE> Bytes(const CRYPT_XML_BLOB& blob) {
+    return std::vector<BYTE>(blob.pbData, blob.pbData + blob.cbData);
+}
 
 class StructWrapTest : public ::testing::Test {
 protected:
@@ -177,8 +180,10 @@ TEST_F(StructWrapTest, SkiWithoutBytesFailsLikeEmptyText) {
 TEST_F(StructWrapTest, IssuerAndSerial) {
     X509DataStructWrap wrap;
     const std::string function = "X509DataStructWrap::SetIssuerNameAndSerial";
-    EXPECT_INVALID_ARG(wrap.SetIssuerNameAndSerial(L"", L""), InvalidArgMessage(function, "issuerCertSubjectDn is empty"));
-    EXPECT_INVALID_ARG(wrap.SetIssuerNameAndSerial(L"CN=ca", L""), InvalidArgMessage(function, "issuerCertSerialNum is empty"));
+    EXPECT_INVALID_ARG(wrap.SetIssuerNameAndSerial(L"", L""),
+                       InvalidArgMessage(function, "issuerCertSubjectDn is empty"));
+    EXPECT_INVALID_ARG(wrap.SetIssuerNameAndSerial(L"CN=ca", L""),
+                       InvalidArgMessage(function, "issuerCertSerialNum is empty"));
     EXPECT_EQ(0u, wrap.Get().cX509Data);
     wrap.SetIssuerNameAndSerial(L"CN=ca", L"42");
     wrap.SetIssuerNameAndSerial(L"CN=other", L"7");
@@ -203,9 +208,11 @@ TEST_F(StructWrapTest, ThreeCertificatesInCallOrder) {
 TEST_F(StructWrapTest, CertificatesAndCrlsRefuseEmptyOrByteless) {
     X509DataStructWrap wrap;
     EXPECT_INVALID_ARG(wrap.AddCert(L""), NoDetailMessage("X509DataStructWrap::AddCert"));
-    EXPECT_INVALID_ARG(wrap.AddCert(kNoBytesB64), InvalidArgMessage("X509DataStructWrap::AddCert", "decodes to no bytes"));
+    EXPECT_INVALID_ARG(wrap.AddCert(kNoBytesB64),
+                       InvalidArgMessage("X509DataStructWrap::AddCert", "decodes to no bytes"));
     EXPECT_INVALID_ARG(wrap.AddCRL(L""), NoDetailMessage("X509DataStructWrap::AddCRL"));
-    EXPECT_INVALID_ARG(wrap.AddCRL(kNoBytesB64), InvalidArgMessage("X509DataStructWrap::AddCRL", "decodes to no bytes"));
+    EXPECT_INVALID_ARG(wrap.AddCRL(kNoBytesB64),
+                       InvalidArgMessage("X509DataStructWrap::AddCRL", "decodes to no bytes"));
     EXPECT_EQ(0u, wrap.Get().cX509Data);
     wrap.AddCRL(kXercesB64);
     ASSERT_EQ(1u, wrap.Get().cX509Data);

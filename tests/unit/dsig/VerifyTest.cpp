@@ -168,15 +168,14 @@ protected:
         CERT_NAME_BLOB subject = {sizeof name, name};
         EXPECT_TRUE(CertStrToNameW(X509_ASN_ENCODING, L"CN=talvoran verify test", CERT_X500_NAME_STR, nullptr, name,
                                    &subject.cbData, nullptr));
-        CRYPT_KEY_PROV_INFO keyProv = {const_cast<wchar_t*>(kContainer), nullptr, PROV_RSA_AES, 0, 0, nullptr,
-                                       AT_SIGNATURE};
+        CRYPT_KEY_PROV_INFO keyProv = {
+            const_cast<wchar_t*>(kContainer), nullptr, PROV_RSA_AES, 0, 0, nullptr, AT_SIGNATURE};
         crypto::CertHandle cert(
             CertCreateSelfSignCertificate(rsaProv_.get(), &subject, 0, &keyProv, nullptr, nullptr, nullptr, nullptr));
         EXPECT_TRUE(cert) << GetLastError();
         std::string text;
-        base64::BinToBase64(std::vector<BYTE>(cert.get()->pbCertEncoded,
-                                              cert.get()->pbCertEncoded + cert.get()->cbCertEncoded),
-                            text);
+        base64::BinToBase64(
+            std::vector<BYTE>(cert.get()->pbCertEncoded, cert.get()->pbCertEncoded + cert.get()->cbCertEncoded), text);
         return text;
     }
 
@@ -205,7 +204,8 @@ TEST_F(Verify, HmacSecretOfLengthZeroIsRefused) {
     EXPECT_EQ(ExpectedFrameLine(L"CryptXmlSetHMACSecret",
                                 ArgMessage("CryptXmlSetHMACSecret", "NULL == hSignature || NULL == pbSecret")),
               LastLine());
-    EXPECT_EQ(CRYPT_XML_E_HANDLE, CryptXmlSetHMACSecret(reinterpret_cast<HCRYPTXML>(&doc), reinterpret_cast<const BYTE*>(kSecret), 4));
+    EXPECT_EQ(CRYPT_XML_E_HANDLE,
+              CryptXmlSetHMACSecret(reinterpret_cast<HCRYPTXML>(&doc), reinterpret_cast<const BYTE*>(kSecret), 4));
     // A document handle is not a signature: the narrow frame reports that as E_FAIL.
     EXPECT_EQ(E_FAIL, CryptXmlSetHMACSecret(doc.doc(), reinterpret_cast<const BYTE*>(kSecret), 4));
 }
@@ -228,7 +228,8 @@ TEST_F(Verify, HmacWithoutASecretIsAStateError) {
     Opened doc(HmacSigned());
     ASSERT_EQ(S_OK, doc.hr());
     EXPECT_EQ(kInvalidOperation, CryptXmlVerifySignatureCAPI(doc.sig(), 0, 0, 0));
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlVerifySignatureCAPI", Message("SigContext::VerifyHMAC", kStateText)), LastLine());
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlVerifySignatureCAPI", Message("SigContext::VerifyHMAC", kStateText)),
+              LastLine());
     EXPECT_EQ(kInvalidOperation, CryptXmlVerifySignature(doc.sig(), nullptr, 0));
     const auto caught = Caught([&] { doc.sigContext().VerifyHMAC(); });
     EXPECT_EQ(kInvalidOperation, caught.first);
@@ -262,9 +263,9 @@ TEST_F(Verify, KeysAreRefusedWhenASecretIsSet) {
     Opened doc(HmacSigned());
     ASSERT_EQ(S_OK, doc.hr());
     ASSERT_EQ(S_OK, CryptXmlSetHMACSecret(doc.sig(), reinterpret_cast<const BYTE*>(kSecret), sizeof kSecret - 1));
-    const std::wstring line = ExpectedFrameLine(
-        L"CryptXmlVerifySignatureCAPI",
-        ArgMessage("CryptXmlVerifySignatureCAPI", "NULL != provHandle || NULL != hKey"));
+    const std::wstring line =
+        ExpectedFrameLine(L"CryptXmlVerifySignatureCAPI",
+                          ArgMessage("CryptXmlVerifySignatureCAPI", "NULL != provHandle || NULL != hKey"));
     EXPECT_EQ(E_INVALIDARG, CryptXmlVerifySignatureCAPI(doc.sig(), rsaProv_.get(), 0, 0));
     EXPECT_EQ(line, LastLine());
     EXPECT_EQ(E_INVALIDARG, CryptXmlVerifySignatureCAPI(doc.sig(), 0, rsaKey_.get(), 0));
@@ -371,14 +372,17 @@ TEST_F(Verify, ATransformThisBuildCannotExecuteIsATransformFailure) {
     ASSERT_EQ(S_OK, doc.hr());
     ASSERT_EQ(S_OK, CryptXmlSetHMACSecret(doc.sig(), reinterpret_cast<const BYTE*>(kSecret), sizeof kSecret - 1));
     EXPECT_EQ(CRYPT_XML_E_TRANSFORM, CryptXmlVerifySignatureCAPI(doc.sig(), 0, 0, 0));
-    EXPECT_EQ(ExpectedLine(L"SigContext::Verify. XPath transforms are not supported in this compilation of the XSEC library"), LastLine());
+    EXPECT_EQ(
+        ExpectedLine(L"SigContext::Verify. XPath transforms are not supported in this compilation of the XSEC library"),
+        LastLine());
     EXPECT_EQ(Words(kSigInvalid | CRYPT_XML_STATUS_ERROR_NOT_SUPPORTED_TRANSFORM, 0), StatusOf(doc.sig()));
     EXPECT_EQ(Words(kSigInvalid, 0), StatusOf(doc.doc()));
 }
 
 std::string Sha256Base64Of(const std::string& data) {
     std::unique_ptr<XSECCryptoHash> hash(XSECPlatformUtils::g_cryptoProvider->hash(XSECCryptoHash::HASH_SHA256));
-    hash->hash(reinterpret_cast<unsigned char*>(const_cast<char*>(data.data())), static_cast<unsigned int>(data.size()));
+    hash->hash(reinterpret_cast<unsigned char*>(const_cast<char*>(data.data())),
+               static_cast<unsigned int>(data.size()));
     unsigned char digest[32];
     hash->finish(digest, sizeof digest);
     std::string text;
@@ -395,17 +399,20 @@ TEST_F(Verify, Base64OverASameDocumentObjectDecodesItsText) {
     const std::string references =
         "<Reference URI=\"#obj\"><Transforms><Transform Algorithm=\"http://www.w3.org/2000/09/xmldsig#base64\">"
         "</Transform></Transforms><DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"></DigestMethod>"
-        "<DigestValue>" + Sha256Base64Of(data) + "</DigestValue></Reference>";
+        "<DigestValue>" +
+        Sha256Base64Of(data) + "</DigestValue></Reference>";
     const std::string split = text.substr(0, 10) + "\n<!-- not text -->" + text.substr(10, 12) + "<b>" +
                               text.substr(22, 8) + "</b><![CDATA[" + text.substr(30) + "]]>\n";
     for (const std::string& content : {text, split}) {
-        Opened doc(testing_support::HandSignedHmac(kSecret, references, {}, "<Object Id=\"obj\">" + content + "</Object>"));
+        Opened doc(
+            testing_support::HandSignedHmac(kSecret, references, {}, "<Object Id=\"obj\">" + content + "</Object>"));
         ASSERT_EQ(S_OK, doc.hr());
         ASSERT_EQ(S_OK, CryptXmlSetHMACSecret(doc.sig(), reinterpret_cast<const BYTE*>(kSecret), sizeof kSecret - 1));
         EXPECT_EQ(S_OK, CryptXmlVerifySignatureCAPI(doc.sig(), 0, 0, 0)) << content;
         EXPECT_EQ(Words(0, kSigValid | kDigestValid), StatusOf(doc.sig())) << content;
     }
-    Opened other(testing_support::HandSignedHmac(kSecret, references, {}, "<Object Id=\"obj\">" + text.substr(4) + "</Object>"));
+    Opened other(
+        testing_support::HandSignedHmac(kSecret, references, {}, "<Object Id=\"obj\">" + text.substr(4) + "</Object>"));
     ASSERT_EQ(S_OK, CryptXmlSetHMACSecret(other.sig(), reinterpret_cast<const BYTE*>(kSecret), sizeof kSecret - 1));
     EXPECT_EQ(S_OK, CryptXmlVerifySignatureCAPI(other.sig(), 0, 0, 0));
     EXPECT_EQ(Words(kDigestInvalid, kSigValid), StatusOf(other.sig()));
@@ -417,8 +424,10 @@ class HmacOutputLength : public Verify {
 protected:
     static HRESULT VerifyCut(const testing_support::HmacCut& cut, std::wstring* line = nullptr) {
         const std::string references =
-            "<Reference URI=\"#data\"><DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"></DigestMethod>"
-            "<DigestValue>" + Sha256Base64Of("<Data xmlns=\"urn:talvoran:test\" Id=\"data\">payload</Data>") +
+            "<Reference URI=\"#data\"><DigestMethod "
+            "Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"></DigestMethod>"
+            "<DigestValue>" +
+            Sha256Base64Of("<Data xmlns=\"urn:talvoran:test\" Id=\"data\">payload</Data>") +
             "</DigestValue></Reference>";
         Opened doc(testing_support::HandSignedHmac(kSecret, references, cut));
         EXPECT_EQ(S_OK, doc.hr());
@@ -487,14 +496,16 @@ TEST_F(Verify, TheCryptoApiFormVerifiesOnceWhateverTheOutcome) {
 TEST_F(Verify, ProviderAndKeyComeTogether) {
     Opened doc(RsaSigned(RsaKeyInfo::kKeyValue));
     ASSERT_EQ(S_OK, doc.hr());
-    const std::wstring line = ExpectedFrameLine(
-        L"CryptXmlVerifySignatureCAPI", ArgMessage("CryptXmlVerifySignatureCAPI", "NULL == provHandle || NULL == hKey"));
+    const std::wstring line =
+        ExpectedFrameLine(L"CryptXmlVerifySignatureCAPI",
+                          ArgMessage("CryptXmlVerifySignatureCAPI", "NULL == provHandle || NULL == hKey"));
     EXPECT_EQ(E_INVALIDARG, CryptXmlVerifySignatureCAPI(doc.sig(), rsaProv_.get(), 0, 0));
     EXPECT_EQ(line, LastLine());
     EXPECT_EQ(E_INVALIDARG, CryptXmlVerifySignatureCAPI(doc.sig(), 0, rsaKey_.get(), 0));
     EXPECT_EQ(line, LastLine());
     EXPECT_EQ(E_INVALIDARG, CryptXmlVerifySignatureCAPI(nullptr, rsaProv_.get(), rsaKey_.get(), 0));
-    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlVerifySignatureCAPI", ArgMessage("CryptXmlVerifySignatureCAPI", "NULL == hSignature")),
+    EXPECT_EQ(ExpectedFrameLine(L"CryptXmlVerifySignatureCAPI",
+                                ArgMessage("CryptXmlVerifySignatureCAPI", "NULL == hSignature")),
               LastLine());
     EXPECT_EQ(Words(kNotResolved, 0), StatusOf(doc.sig()));  // nothing was verified
 }
@@ -533,7 +544,8 @@ TEST_F(Verify, AKeyParameterFailureIsReturnedAsItsHresult) {
     crypto::HashHandle hash;
     ASSERT_TRUE(CryptCreateHash(rsaProv_.get(), CALG_SHA1, 0, 0, hash.put()));
     const std::wstring before = LastLine();
-    EXPECT_EQ(E_INVALIDARG, CryptXmlVerifySignatureCAPI(doc.sig(), rsaProv_.get(), static_cast<HCRYPTKEY>(hash.get()), 0));
+    EXPECT_EQ(E_INVALIDARG,
+              CryptXmlVerifySignatureCAPI(doc.sig(), rsaProv_.get(), static_cast<HCRYPTKEY>(hash.get()), 0));
     EXPECT_EQ(before, LastLine());  // returned, not thrown: no trace line
     EXPECT_EQ(Words(kNotResolved, 0), StatusOf(doc.sig()));
 }
@@ -543,7 +555,8 @@ TEST_F(Verify, TheProviderMustBeOneCryptoApiAnswersFor) {
     ASSERT_EQ(S_OK, doc.hr());
     crypto::KeyHandle key(PublicRsaKey());
     SigContext& sig = doc.sigContext();
-    const std::string noDescription = "an error occurred. function: SigContext::Verify. desc: One or more arguments are invalid ";
+    const std::string noDescription =
+        "an error occurred. function: SigContext::Verify. desc: One or more arguments are invalid ";
     EXPECT_EQ(std::make_pair(E_INVALIDARG, noDescription), Caught([&] { sig.Verify(key.get(), 0); }));
     EXPECT_EQ(std::make_pair(E_INVALIDARG, noDescription), Caught([&] { sig.Verify(HCRYPTKEY(0), rsaProv_.get()); }));
     // A key handle where the provider belongs.
@@ -563,8 +576,9 @@ TEST_F(Verify, ASignatureBeingCreatedCannotBeVerified) {
 TEST_F(Verify, TheCommonCoreChecksItsParts) {
     Opened doc(RsaSigned(RsaKeyInfo::kNone));
     ASSERT_EQ(S_OK, doc.hr());
-    EXPECT_EQ(std::make_pair(E_INVALIDARG, testing_support::InvalidArgMessage("SigContext::Verify", "NULL == cryptoKey")),
-              Caught([&] { doc.sigContext().Verify(static_cast<XSECCryptoKey*>(nullptr)); }));
+    EXPECT_EQ(
+        std::make_pair(E_INVALIDARG, testing_support::InvalidArgMessage("SigContext::Verify", "NULL == cryptoKey")),
+        Caught([&] { doc.sigContext().Verify(static_cast<XSECCryptoKey*>(nullptr)); }));
     // A signature context without a document cannot be verified.
     testing_support::XsecDocument xml(RsaSigned(RsaKeyInfo::kNone));
     SigContext orphan(nullptr, testing_support::XsecDocument::Find(xml.Dom()->getDocumentElement()), 0);
@@ -578,7 +592,8 @@ TEST_F(Verify, AReferenceClosedBehindTheSignaturesBackIsAnInvalidContext) {
     ASSERT_EQ(S_OK, doc.hr());
     registry::CloseContext(&doc.refContext(0));
     doc.sigContext().SetHmacSecret(reinterpret_cast<const BYTE*>(kSecret), sizeof kSecret - 1);
-    EXPECT_EQ(std::make_pair(E_FAIL, std::string("an error occurred. function: SigContext::Verify. desc: invalid refContext")),
+    EXPECT_EQ(std::make_pair(E_FAIL,
+                             std::string("an error occurred. function: SigContext::Verify. desc: invalid refContext")),
               Caught([&] { doc.sigContext().VerifyHMAC(); }));
 }
 
@@ -616,7 +631,9 @@ constexpr char kEcdsaCertificate[] =
 
 TEST_F(Verify, ACertificateKeyOfAnUnsupportedAlgorithmIsAnAlgorithmFailure) {
     testing_support::SignRequest request;
-    request.keyInfo = [](DSIGSignature* sig) { sig->appendX509Data()->appendX509Certificate(Wide(kEcdsaCertificate).c_str()); };
+    request.keyInfo = [](DSIGSignature* sig) {
+        sig->appendX509Data()->appendX509Certificate(Wide(kEcdsaCertificate).c_str());
+    };
     request.method = DSIGConstants::s_unicodeStrURIRSA_SHA256;
     Opened doc(testing_support::SignPayload(new WinCAPICryptoKeyRSA(rsaProv_.get(), AT_SIGNATURE, true), request));
     ASSERT_EQ(S_OK, doc.hr());
@@ -635,19 +652,24 @@ TEST_F(Verify, ACngKeyIsNotImplemented) {
 
 // --- the URI resolver and the signature's document ---------------------------------------
 
-
 std::string ManifestDocument(const std::string& manifestData) {
     const std::string sha256 = "<DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\"/>";
     return "<Document xmlns=\"urn:t\"><Signature xmlns=\"http://www.w3.org/2000/09/xmldsig#\"><SignedInfo>"
            "<CanonicalizationMethod Algorithm=\"http://www.w3.org/TR/2001/REC-xml-c14n-20010315\"/>"
            "<SignatureMethod Algorithm=\"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256\"/>"
-           "<Reference URI=\"#obj\" Type=\"http://www.w3.org/2000/09/xmldsig#Manifest\">" + sha256 +
+           "<Reference URI=\"#obj\" Type=\"http://www.w3.org/2000/09/xmldsig#Manifest\">" +
+           sha256 +
            "<DigestValue>AAAA</DigestValue></Reference>"
-           "<Reference URI=\"top.bin\">" + sha256 + "<DigestValue>AAAA</DigestValue></Reference>"
+           "<Reference URI=\"top.bin\">" +
+           sha256 +
+           "<DigestValue>AAAA</DigestValue></Reference>"
            "</SignedInfo><SignatureValue>AAAA</SignatureValue>"
-           "<Object Id=\"obj\"><Manifest><Reference URI=\"manifest.bin\">" + sha256 +
-           "<DigestValue>" + Sha256Base64Of(manifestData) + "</DigestValue></Reference>"
-           "<Reference URI=\"top.bin\">" + sha256 + "<DigestValue>AAAA</DigestValue></Reference>"
+           "<Object Id=\"obj\"><Manifest><Reference URI=\"manifest.bin\">" +
+           sha256 + "<DigestValue>" + Sha256Base64Of(manifestData) +
+           "</DigestValue></Reference>"
+           "<Reference URI=\"top.bin\">" +
+           sha256 +
+           "<DigestValue>AAAA</DigestValue></Reference>"
            "</Manifest></Object></Signature></Document>";
 }
 
@@ -683,7 +705,8 @@ TEST_F(Verify, TheResolverServesWhatTheReferencesHold) {
     EXPECT_EQ(Words(kDigestInvalid, 0), StatusOf(object));
     EXPECT_EQ(CRYPT_XML_E_INVALID_DIGEST, Digest(doc.ref(1), "top-level top"));
     EXPECT_EQ("top-level top", ReadAll(resolver.resolveURI(L"top.bin")));
-    EXPECT_EQ("manifest data", ReadAll(std::unique_ptr<XSECURIResolver>(resolver.clone())->resolveURI(L"manifest.bin")));
+    EXPECT_EQ("manifest data",
+              ReadAll(std::unique_ptr<XSECURIResolver>(resolver.clone())->resolveURI(L"manifest.bin")));
     EXPECT_EQ(nullptr, resolver.resolveURI(nullptr));
     EXPECT_EQ(ExpectedLine(L"SigContext::UriResolver::resolveURI. One or more arguments are invalid"), LastLine());
 }
@@ -709,8 +732,10 @@ TEST_F(Verify, DigestsUpTo128BytesSatisfyTheBound) {
         std::string value;
         base64::BinToBase64(std::vector<BYTE>(bytes, 0x5A), value);
         return testing_support::HandSignedHmac(
-            kSecret, "<Reference URI=\"#data\"><DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\">"
-                     "</DigestMethod><DigestValue>" + value + "</DigestValue></Reference>");
+            kSecret,
+            "<Reference URI=\"#data\"><DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmlenc#sha256\">"
+            "</DigestMethod><DigestValue>" +
+                value + "</DigestValue></Reference>");
     };
     Opened bound(withDigestOf(128));
     ASSERT_EQ(S_OK, bound.hr());

@@ -20,7 +20,6 @@
 #include "base/CryptXmlException.hpp"
 #include "crypto/XmlStack.hpp"
 
-
 using testing_support::ExpectedLine;
 using testing_support::LastLine;
 using testing_support::TestDocContext;
@@ -76,9 +75,7 @@ TEST(Lifecycle, AlgorithmInfoExportsDoNotStartTheStack) {
     EXPECT_FALSE(XsecUp());
 }
 
-TEST(Lifecycle, AlgCanBeUsedBeforeAnyOpenHasNoProvider) {
-    EXPECT_EQ(kNoProvider, AlgCanBeUsedFailure());
-}
+TEST(Lifecycle, AlgCanBeUsedBeforeAnyOpenHasNoProvider) { EXPECT_EQ(kNoProvider, AlgCanBeUsedFailure()); }
 
 TEST(Lifecycle, CleanupBeforeAnyOpenClosesAndStopsNothing) {
     TraceOn on;
@@ -105,12 +102,11 @@ TEST(Lifecycle, EnsureStartsXercesThenXmlSecurityOnce) {
 }
 
 TEST(Lifecycle, CanonicalisationMethodsAreAskedOfXmlSecurity) {
-    for (const wchar_t* uri : {L"http://www.w3.org/TR/2001/REC-xml-c14n-20010315",
-                               L"http://www.w3.org/TR/2001/REC-xml-c14n-20010315#WithComments",
-                               L"http://www.w3.org/2001/10/xml-exc-c14n#",
-                               L"http://www.w3.org/2001/10/xml-exc-c14n#WithComments",
-                               L"http://www.w3.org/2006/12/xml-c14n11",
-                               L"http://www.w3.org/2006/12/xml-c14n11#WithComments"}) {
+    for (const wchar_t* uri :
+         {L"http://www.w3.org/TR/2001/REC-xml-c14n-20010315",
+          L"http://www.w3.org/TR/2001/REC-xml-c14n-20010315#WithComments", L"http://www.w3.org/2001/10/xml-exc-c14n#",
+          L"http://www.w3.org/2001/10/xml-exc-c14n#WithComments", L"http://www.w3.org/2006/12/xml-c14n11",
+          L"http://www.w3.org/2006/12/xml-c14n11#WithComments"}) {
         EXPECT_TRUE(algInfo::CanonAlgIsAvailable(uri)) << uri;
     }
     EXPECT_FALSE(algInfo::CanonAlgIsAvailable(L"http://www.w3.org/TR/1999/REC-xslt-19991116"));

@@ -38,10 +38,14 @@ bool Number(const std::string& text, DWORD& out) {
 }
 
 bool ParseOperation(const std::string& text, Operation& op) {
-    if (text == "acquire") op = Operation::Acquire;
-    else if (text == "duplicate-key") op = Operation::DuplicateKey;
-    else if (text == "get-key-param") op = Operation::GetKeyParam;
-    else return false;
+    if (text == "acquire")
+        op = Operation::Acquire;
+    else if (text == "duplicate-key")
+        op = Operation::DuplicateKey;
+    else if (text == "get-key-param")
+        op = Operation::GetKeyParam;
+    else
+        return false;
     return true;
 }
 

@@ -225,8 +225,7 @@ BOOL WINAPI CPGetUserKey(HCRYPTPROV hProv, DWORD dwKeyPair, HCRYPTKEY* phUserKey
                   faulty::DssAlgorithm(dwKeyPair));
 }
 
-BOOL WINAPI CPDuplicateHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD* pdwReserved, DWORD dwFlags,
-                            HCRYPTHASH* phHash) {
+BOOL WINAPI CPDuplicateHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD* pdwReserved, DWORD dwFlags, HCRYPTHASH* phHash) {
     return CountMade(Forward(hProv, &Backend::CPDuplicateHash, hHash, pdwReserved, dwFlags, phHash), liveHashes);
 }
 

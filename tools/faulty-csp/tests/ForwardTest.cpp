@@ -68,8 +68,8 @@ Bytes PublicBlob(HCRYPTKEY key) {
 Bytes Sign(HCRYPTPROV prov, ALG_ID hashAlg, DWORD keySpec, const std::string& message) {
     Hash hash;
     EXPECT_TRUE(CryptCreateHash(prov, hashAlg, 0, 0, &hash.h)) << std::hex << GetLastError();
-    EXPECT_TRUE(CryptHashData(hash.h, reinterpret_cast<const BYTE*>(message.data()),
-                              static_cast<DWORD>(message.size()), 0));
+    EXPECT_TRUE(
+        CryptHashData(hash.h, reinterpret_cast<const BYTE*>(message.data()), static_cast<DWORD>(message.size()), 0));
     DWORD length = 0;
     EXPECT_TRUE(CryptSignHashW(hash.h, keySpec, nullptr, 0, nullptr, &length)) << std::hex << GetLastError();
     Bytes signature(length);
@@ -82,8 +82,8 @@ Bytes Sign(HCRYPTPROV prov, ALG_ID hashAlg, DWORD keySpec, const std::string& me
 DWORD VerifyError(HCRYPTPROV prov, HCRYPTKEY key, ALG_ID hashAlg, const std::string& message, const Bytes& signature) {
     Hash hash;
     EXPECT_TRUE(CryptCreateHash(prov, hashAlg, 0, 0, &hash.h)) << std::hex << GetLastError();
-    EXPECT_TRUE(CryptHashData(hash.h, reinterpret_cast<const BYTE*>(message.data()),
-                              static_cast<DWORD>(message.size()), 0));
+    EXPECT_TRUE(
+        CryptHashData(hash.h, reinterpret_cast<const BYTE*>(message.data()), static_cast<DWORD>(message.size()), 0));
     return CryptVerifySignatureW(hash.h, signature.data(), static_cast<DWORD>(signature.size()), key, nullptr, 0)
                ? 0
                : GetLastError();
@@ -94,8 +94,7 @@ DWORD VerifyError(HCRYPTPROV prov, HCRYPTKEY key, ALG_ID hashAlg, const std::str
 void SignExportImportVerify(DWORD signType, DWORD verifyType, ALG_ID keyAlg, DWORD keyFlags, ALG_ID hashAlg) {
     Prov signer, verifier;
     ASSERT_TRUE(CryptAcquireContextW(&signer.h, nullptr, nullptr, signType, CRYPT_VERIFYCONTEXT)) << GetLastError();
-    ASSERT_TRUE(CryptAcquireContextW(&verifier.h, nullptr, nullptr, verifyType, CRYPT_VERIFYCONTEXT))
-        << GetLastError();
+    ASSERT_TRUE(CryptAcquireContextW(&verifier.h, nullptr, nullptr, verifyType, CRYPT_VERIFYCONTEXT)) << GetLastError();
     Key privateKey, publicKey;
     ASSERT_TRUE(CryptGenKey(signer.h, keyAlg, keyFlags, &privateKey.h)) << std::hex << GetLastError();
     const std::string message = "forwarded through the faulty CSP";
@@ -175,8 +174,9 @@ Bytes Dss1Blob(const Bytes& dspb) {
     DSSPUBKEY dss{0x31535344, cbKey * 8};
     Bytes blob(reinterpret_cast<const BYTE*>(&header), reinterpret_cast<const BYTE*>(&header + 1));
     blob.insert(blob.end(), reinterpret_cast<const BYTE*>(&dss), reinterpret_cast<const BYTE*>(&dss + 1));
-    for (int i = 0; i < 4; ++i) blob.insert(blob.end(), std::reverse_iterator<const BYTE*>(numbers[i] + lengths[i]),
-                                            std::reverse_iterator<const BYTE*>(numbers[i]));
+    for (int i = 0; i < 4; ++i)
+        blob.insert(blob.end(), std::reverse_iterator<const BYTE*>(numbers[i] + lengths[i]),
+                    std::reverse_iterator<const BYTE*>(numbers[i]));
     DSSSEED seed{};
     seed.counter = 0xFFFFFFFF;
     blob.insert(blob.end(), reinterpret_cast<const BYTE*>(&seed), reinterpret_cast<const BYTE*>(&seed + 1));
@@ -206,8 +206,10 @@ TEST(FaultyCspForward, DssKeyAlgorithmRecordedForEveryKeyMade) {
     // The imported key is the generated one: it checks the generated key's signature.
     Hash hash;
     ASSERT_TRUE(CryptCreateHash(p.h, CALG_SHA1, 0, 0, &hash.h));
-    ASSERT_TRUE(CryptHashData(hash.h, reinterpret_cast<const BYTE*>(message.data()), static_cast<DWORD>(message.size()), 0));
-    EXPECT_TRUE(CryptVerifySignatureW(hash.h, signature.data(), static_cast<DWORD>(signature.size()), imported.h, nullptr, 0))
+    ASSERT_TRUE(
+        CryptHashData(hash.h, reinterpret_cast<const BYTE*>(message.data()), static_cast<DWORD>(message.size()), 0));
+    EXPECT_TRUE(
+        CryptVerifySignatureW(hash.h, signature.data(), static_cast<DWORD>(signature.size()), imported.h, nullptr, 0))
         << std::hex << GetLastError();
 }
 
@@ -279,7 +281,8 @@ TEST(FaultyCspForward, DssType3) {
     // Wine's dssenh rejects it without setting an error code.
     Hash hash;
     ASSERT_TRUE(CryptCreateHash(p.h, CALG_SHA1, 0, 0, &hash.h));
-    ASSERT_TRUE(CryptHashData(hash.h, reinterpret_cast<const BYTE*>(message.data()), static_cast<DWORD>(message.size()), 0));
+    ASSERT_TRUE(
+        CryptHashData(hash.h, reinterpret_cast<const BYTE*>(message.data()), static_cast<DWORD>(message.size()), 0));
     EXPECT_FALSE(CryptVerifySignatureW(hash.h, signature.data(), 40, key.h, nullptr, 0));
 }
 
@@ -426,7 +429,7 @@ TEST(FaultyCspInjection, GetKeyParamFailsOnTheNamedType) {
 
 TEST(FaultyCspInjection, MalformedRulesFailEveryAcquire) {
     for (const char* rules : {"acquire:", "acquire=0", "acquire:x", "acquire:1=-5", "aquire:1", "acquire:1,,",
-                             "duplicate-key:75,acquire:1=21z", "get-key-param:3=", "get-key-params"}) {
+                              "duplicate-key:75,acquire:1=21z", "get-key-param:3=", "get-key-params"}) {
         Injection injection(rules);
         EXPECT_EQ(static_cast<DWORD>(ERROR_BAD_ENVIRONMENT), AcquireError(24)) << rules;
     }

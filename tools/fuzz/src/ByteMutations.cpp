@@ -34,9 +34,13 @@ std::string RandomBase64(Rng& rng, size_t bytes) {
     }
     switch (rng.Below(12)) {
         case 0: text += '='; break;
-        case 1: if (!text.empty()) text[rng.Below(text.size())] = '*'; break;
+        case 1:
+            if (!text.empty()) text[rng.Below(text.size())] = '*';
+            break;
         case 2: text.insert(rng.Below(text.size() + 1), " \t\r\n"); break;
-        case 3: if (!text.empty()) text.pop_back(); break;
+        case 3:
+            if (!text.empty()) text.pop_back();
+            break;
         default: break;
     }
     return text;
@@ -128,8 +132,19 @@ bool ChangeNumber(MutationContext& c, std::string& doc) {
     if (at >= doc.size()) return false;
     size_t end = at;
     while (end < doc.size() && doc[end] >= '0' && doc[end] <= '9') ++end;
-    static const char* const kNumbers[] = {"0", "1", "-1", "7", "8", "255", "256", "65536", "2147483647",
-                                           "2147483648", "4294967295", "4294967296", "18446744073709551616",
+    static const char* const kNumbers[] = {"0",
+                                           "1",
+                                           "-1",
+                                           "7",
+                                           "8",
+                                           "255",
+                                           "256",
+                                           "65536",
+                                           "2147483647",
+                                           "2147483648",
+                                           "4294967295",
+                                           "4294967296",
+                                           "18446744073709551616",
                                            "00000000000000000000000000000001"};
     doc.replace(at, end - at, c.rng.Pick(kNumbers));
     return true;

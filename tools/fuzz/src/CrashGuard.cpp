@@ -36,8 +36,8 @@ void DieRecorded(SharedState& state, DWORD code, const void* address) {
             if (path[i] == L'\\' || path[i] == L'/') name = path + i + 1;
         }
         lstrcpynW(state.exceptionModule, name, static_cast<int>(sizeof state.exceptionModule / sizeof(wchar_t)));
-        state.exceptionOffset = static_cast<uint64_t>(static_cast<const char*>(address) -
-                                                      reinterpret_cast<const char*>(module));
+        state.exceptionOffset =
+            static_cast<uint64_t>(static_cast<const char*>(address) - reinterpret_cast<const char*>(module));
     } else if (address != nullptr) {
         state.exceptionOffset = reinterpret_cast<uint64_t>(address);
     }

@@ -116,13 +116,12 @@ Exercise::Report Session::Run(const std::string& doc) {
     static const DWORD kCharsets[] = {CRYPT_XML_CHARSET_AUTO, CRYPT_XML_CHARSET_UTF8, CRYPT_XML_CHARSET_UTF16LE,
                                       CRYPT_XML_CHARSET_UTF16BE};
     CRYPT_XML_BLOB blob = {static_cast<CRYPT_XML_CHARSET>(rng_.Percent(85) ? 0 : rng_.Pick(kCharsets)),
-                           static_cast<ULONG>(doc.size()),
-                           reinterpret_cast<BYTE*>(const_cast<char*>(doc.data()))};
+                           static_cast<ULONG>(doc.size()), reinterpret_cast<BYTE*>(const_cast<char*>(doc.data()))};
     // Now and then a property or a flag a caller may pass.
     DWORD value = static_cast<DWORD>(rng_.Below(5));
-    CRYPT_XML_PROPERTY property = {rng_.Percent(50) ? CRYPT_XML_PROPERTY_MAX_SIGNATURES
-                                                    : CRYPT_XML_PROPERTY_XML_OUTPUT_CHARSET,
-                                   &value, sizeof value};
+    CRYPT_XML_PROPERTY property = {
+        rng_.Percent(50) ? CRYPT_XML_PROPERTY_MAX_SIGNATURES : CRYPT_XML_PROPERTY_XML_OUTPUT_CHARSET, &value,
+        sizeof value};
     const ULONG properties = rng_.Percent(8) ? 1 : 0;
     static const DWORD kFlags[] = {CRYPT_XML_FLAG_ENFORCE_ID_NCNAME_FORMAT, CRYPT_XML_FLAG_ENFORCE_ID_NAME_FORMAT,
                                    CRYPT_XML_FLAG_ALWAYS_RETURN_ENCODED_OBJECT, CRYPT_XML_FLAG_DISABLE_EXTENSIONS,
@@ -130,9 +129,8 @@ Exercise::Report Session::Run(const std::string& doc) {
     const DWORD flags = rng_.Percent(10) ? rng_.Pick(kFlags) : 0;
 
     HCRYPTXML handle = nullptr;
-    const HRESULT opened =
-        Note(Call::OpenToDecode, dll().OpenToDecode(nullptr, flags, properties ? &property : nullptr, properties,
-                                                    &blob, &handle));
+    const HRESULT opened = Note(Call::OpenToDecode, dll().OpenToDecode(nullptr, flags, properties ? &property : nullptr,
+                                                                       properties, &blob, &handle));
     if (FAILED(opened) && handle != nullptr) Finding("CryptXmlOpenToDecode failed and still handed out a handle");
     if (SUCCEEDED(opened) && handle == nullptr) Finding("CryptXmlOpenToDecode succeeded without a handle");
     if (SUCCEEDED(opened) && handle != nullptr) {
@@ -203,8 +201,10 @@ void Session::Verify(const CRYPT_XML_SIGNATURE& sig, const CRYPT_XML_DOC_CTXT& d
             if (!Import(value, key)) return;
             break;
         case KeyChoice::Natural:
-            if (IsHmacMethod(sig.SignedInfo.SignatureMethod.wszAlgorithm)) SetSecret(sig);
-            else if (value != nullptr && !Import(value, key)) return;
+            if (IsHmacMethod(sig.SignedInfo.SignatureMethod.wszAlgorithm))
+                SetSecret(sig);
+            else if (value != nullptr && !Import(value, key))
+                return;
             break;
     }
     const HRESULT verified = VerifyWith(sig, key.prov(), key.key(), call);

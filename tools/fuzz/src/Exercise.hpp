@@ -17,7 +17,7 @@ namespace fuzz {
 
 struct ExerciseSettings {
     std::map<std::wstring, std::string> externalData;  // URI -> bytes fed for it
-    bool trace = true;                                  // switch the debug trace on now and then
+    bool trace = true;                                 // switch the debug trace on now and then
 };
 
 class Exercise {

@@ -12,14 +12,14 @@ struct Weighted {
 
 // XML-aware mutations carry most of the weight: they reach the library past the parser.
 const Weighted kMutations[] = {
-    {bytes::FlipBits, 3},          {bytes::SetInterestingBytes, 2}, {bytes::InsertRandomBytes, 1},
-    {bytes::DeleteRange, 2},       {bytes::DuplicateRange, 2},      {bytes::OverwriteWithRange, 1},
-    {bytes::InsertToken, 3},       {bytes::SpliceSeeds, 1},         {bytes::Truncate, 1},
-    {bytes::ChangeNumber, 3},      {xml::DuplicateElement, 8},      {xml::DeleteElement, 8},
-    {xml::MoveElement, 4},         {xml::SetAttributeValue, 8},     {xml::SwapAlgorithmUri, 8},
-    {xml::DeleteAttribute, 4},     {xml::AddAttribute, 4},          {xml::NestDeeper, 3},
-    {xml::ReplaceText, 10},        {xml::LinkIdsAndUris, 6},        {xml::InsertSnippet, 8},
-    {xml::RenameElement, 5},       {xml::SpliceElement, 5},         {xml::Reencode, 1},
+    {bytes::FlipBits, 3},      {bytes::SetInterestingBytes, 2}, {bytes::InsertRandomBytes, 1},
+    {bytes::DeleteRange, 2},   {bytes::DuplicateRange, 2},      {bytes::OverwriteWithRange, 1},
+    {bytes::InsertToken, 3},   {bytes::SpliceSeeds, 1},         {bytes::Truncate, 1},
+    {bytes::ChangeNumber, 3},  {xml::DuplicateElement, 8},      {xml::DeleteElement, 8},
+    {xml::MoveElement, 4},     {xml::SetAttributeValue, 8},     {xml::SwapAlgorithmUri, 8},
+    {xml::DeleteAttribute, 4}, {xml::AddAttribute, 4},          {xml::NestDeeper, 3},
+    {xml::ReplaceText, 10},    {xml::LinkIdsAndUris, 6},        {xml::InsertSnippet, 8},
+    {xml::RenameElement, 5},   {xml::SpliceElement, 5},         {xml::Reencode, 1},
 };
 
 Mutation PickMutation(Rng& rng) {

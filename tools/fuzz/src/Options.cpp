@@ -74,8 +74,9 @@ bool ParseOptions(int argc, char** argv, Options& o, std::string& error) {
             o.hangSeconds = static_cast<DWORD>(n);
         } else if (arg == "--heap-margin" || arg == "--private-margin" || arg == "--handle-margin") {
             ok = number(n);
-            (arg == "--heap-margin" ? o.heapMargin : arg == "--private-margin" ? o.privateMargin : o.handleMargin) =
-                static_cast<int64_t>(n);
+            (arg == "--heap-margin"      ? o.heapMargin
+             : arg == "--private-margin" ? o.privateMargin
+                                         : o.handleMargin) = static_cast<int64_t>(n);
         } else {
             ok = false;
         }

@@ -32,10 +32,10 @@ bool IsCryptoApiFailure(HRESULT hr) {
 
 const char* CallName(Call call) {
     static const char* const kNames[] = {
-        "CryptXmlOpenToDecode",      "CryptXmlGetDocContext", "CryptXmlGetSignature",
-        "CryptXmlGetReference",      "CryptXmlGetStatus",     "CryptXmlImportPublicKeyCAPI",
-        "CryptXmlSetHMACSecret",     "CryptXmlVerifySignature", "CryptXmlVerifySignature(again)",
-        "CryptXmlDigestReference",   "CryptXmlClose",         "CryptXmlClose(child)",
+        "CryptXmlOpenToDecode",    "CryptXmlGetDocContext",   "CryptXmlGetSignature",
+        "CryptXmlGetReference",    "CryptXmlGetStatus",       "CryptXmlImportPublicKeyCAPI",
+        "CryptXmlSetHMACSecret",   "CryptXmlVerifySignature", "CryptXmlVerifySignature(again)",
+        "CryptXmlDigestReference", "CryptXmlClose",           "CryptXmlClose(child)",
     };
     const auto index = static_cast<uint32_t>(call);
     return index < static_cast<uint32_t>(Call::kCount) ? kNames[index] : "?";
@@ -49,19 +49,14 @@ bool IsDocumented(Call call, HRESULT hr) {
         case Call::GetReference:
         case Call::GetStatus:
         case Call::SetHmacSecret:
-        case Call::Close:
-            return hr == S_OK;
-        case Call::CloseChild:
-            return hr == S_FALSE;  // a child belongs to its document
+        case Call::Close: return hr == S_OK;
+        case Call::CloseChild: return hr == S_FALSE;  // a child belongs to its document
         case Call::ImportPublicKey:
         case Call::Verify:
-        case Call::VerifyAgain:
-            return hr == S_OK || IsLibraryFailure(hr) || IsCryptoApiFailure(hr);
+        case Call::VerifyAgain: return hr == S_OK || IsLibraryFailure(hr) || IsCryptoApiFailure(hr);
         case Call::OpenToDecode:
-        case Call::DigestReference:
-            return hr == S_OK || IsLibraryFailure(hr);
-        default:
-            return false;
+        case Call::DigestReference: return hr == S_OK || IsLibraryFailure(hr);
+        default: return false;
     }
 }
 

@@ -44,14 +44,14 @@ struct SharedState {
     uint64_t seedIndex;    // the seed it was made from
     uint64_t startTick;    // when it started (GetTickCount64), for the watchdog
     uint32_t inProgress;
-    uint32_t restarts;     // processes started after the first
-    uint32_t crashes;      // of which hangs and aborts are counted apart as well
+    uint32_t restarts;  // processes started after the first
+    uint32_t crashes;   // of which hangs and aborts are counted apart as well
     uint32_t hangs;
-    uint32_t findings;     // undocumented results and broken promises, per input
-    uint32_t leakFindings; // inputs after which CryptoAPI handles were not all given back
+    uint32_t findings;      // undocumented results and broken promises, per input
+    uint32_t leakFindings;  // inputs after which CryptoAPI handles were not all given back
     uint32_t growthFindings;
     uint32_t deathsOutsideInputs;  // processes that died with no input running
-    uint32_t exceptionCode;  // of the crash being recorded
+    uint32_t exceptionCode;        // of the crash being recorded
     uint64_t exceptionOffset;
     wchar_t exceptionModule[64];
     int64_t worstHeapGrowth;  // over all processes of the run

@@ -43,15 +43,19 @@ void Walker::Signature(const CRYPT_XML_SIGNATURE& sig) {
         Problem("cReference without rgpReference");
     } else {
         for (ULONG i = 0; i < sig.SignedInfo.cReference; ++i) {
-            if (sig.SignedInfo.rgpReference[i] == nullptr) Problem("null reference pointer");
-            else Reference(*sig.SignedInfo.rgpReference[i]);
+            if (sig.SignedInfo.rgpReference[i] == nullptr)
+                Problem("null reference pointer");
+            else
+                Reference(*sig.SignedInfo.rgpReference[i]);
         }
     }
     if (sig.pKeyInfo != nullptr) KeyInfo(*sig.pKeyInfo);
     if (sig.cObject != 0 && sig.rgpObject == nullptr) return Problem("cObject without rgpObject");
     for (ULONG i = 0; i < sig.cObject; ++i) {
-        if (sig.rgpObject[i] == nullptr) Problem("null object pointer");
-        else Object(*sig.rgpObject[i]);
+        if (sig.rgpObject[i] == nullptr)
+            Problem("null object pointer");
+        else
+            Object(*sig.rgpObject[i]);
     }
 }
 
@@ -105,9 +109,7 @@ void Walker::KeyValue(const CRYPT_XML_KEY_VALUE& value) {
             Bytes(value.ECDSAKeyValue.Y.pbData, value.ECDSAKeyValue.Y.cbData, "ECDSA Y");
             break;
         case CRYPT_XML_KEY_VALUE_TYPE_CUSTOM:
-        case CRYPT_XML_KEY_VALUE_TYPE_GOST:
-            Bytes(value.Custom.pbData, value.Custom.cbData, "KeyValue custom");
-            break;
+        case CRYPT_XML_KEY_VALUE_TYPE_GOST: Bytes(value.Custom.pbData, value.Custom.cbData, "KeyValue custom"); break;
         default: Problem("unknown KeyValue type"); break;
     }
 }
@@ -143,8 +145,10 @@ void Walker::Object(const CRYPT_XML_OBJECT& object) {
         return Problem("Manifest cReference without rgpReference");
     }
     for (ULONG i = 0; i < object.Manifest.cReference; ++i) {
-        if (object.Manifest.rgpReference[i] == nullptr) Problem("null manifest reference pointer");
-        else Reference(*object.Manifest.rgpReference[i]);
+        if (object.Manifest.rgpReference[i] == nullptr)
+            Problem("null manifest reference pointer");
+        else
+            Reference(*object.Manifest.rgpReference[i]);
     }
 }
 

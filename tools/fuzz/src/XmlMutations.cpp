@@ -149,10 +149,11 @@ bool AddAttribute(MutationContext& c, std::string& doc) {
     const XmlScan scan = XmlScan::Of(doc);
     const ElementSpan* e = PickOf(c.rng, scan.elements);
     if (e == nullptr) return false;
-    static const char* const kNames[] = {"Id", "ID", "id", "URI", "Type", "Algorithm", "MimeType", "Encoding",
-                                         "Target", "xmlns", "xmlns:ds", "xml:id", "Filter", "PrefixList"};
-    const std::string value = c.rng.Percent(50) ? PickString(c.rng, c.dictionary.AttributeValues())
-                                                : PickString(c.rng, c.dictionary.Uris());
+    static const char* const kNames[] = {"Id",        "ID",       "id",       "URI",       "Type",
+                                         "Algorithm", "MimeType", "Encoding", "Target",    "xmlns",
+                                         "xmlns:ds",  "xml:id",   "Filter",   "PrefixList"};
+    const std::string value =
+        c.rng.Percent(50) ? PickString(c.rng, c.dictionary.AttributeValues()) : PickString(c.rng, c.dictionary.Uris());
     doc.insert(e->nameBegin + e->nameLength, std::string(" ") + c.rng.Pick(kNames) + "=\"" + value + "\"");
     return true;
 }
@@ -277,8 +278,8 @@ bool Reencode(MutationContext& c, std::string& doc) {
         doc = Utf8ToUtf16(doc, c.rng.Percent(50), c.rng.Percent(70));
         return true;
     }
-    static const char* const kEncodings[] = {"UTF-16", "UTF-16LE", "ISO-8859-1", "US-ASCII", "EBCDIC-CP-US",
-                                             "windows-1251", "UTF-32", "x-unknown", ""};
+    static const char* const kEncodings[] = {"UTF-16",       "UTF-16LE", "ISO-8859-1", "US-ASCII", "EBCDIC-CP-US",
+                                             "windows-1251", "UTF-32",   "x-unknown",  ""};
     const size_t declaration = doc.find("encoding=");
     const std::string value = c.rng.Pick(kEncodings);
     if (declaration == std::string::npos || declaration > 100) {

@@ -7,9 +7,7 @@ namespace {
 
 constexpr size_t kRecordMax = 4096;
 
-bool IsNameChar(char c) {
-    return c != '\0' && std::strchr(" \t\r\n/>=<\"'", c) == nullptr;
-}
+bool IsNameChar(char c) { return c != '\0' && std::strchr(" \t\r\n/>=<\"'", c) == nullptr; }
 
 bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
@@ -69,8 +67,8 @@ private:
         const size_t end = SkipPast(text_, nameEnd, ">");
         for (size_t i = open_.size(); i-- > 0;) {
             const Open& o = open_[i];
-            if (o.nameLength != nameEnd - nameBegin || text_.compare(o.nameBegin, o.nameLength, text_, nameBegin,
-                                                                     nameEnd - nameBegin) != 0) {
+            if (o.nameLength != nameEnd - nameBegin ||
+                text_.compare(o.nameBegin, o.nameLength, text_, nameBegin, nameEnd - nameBegin) != 0) {
                 continue;
             }
             Record({o.begin, o.startEnd, at, end, o.nameBegin, o.nameLength});

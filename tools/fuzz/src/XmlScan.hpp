@@ -8,10 +8,10 @@
 namespace fuzz {
 
 struct ElementSpan {
-    size_t begin = 0;       // '<' of the start tag
-    size_t startEnd = 0;    // just past the start tag's '>'
-    size_t endBegin = 0;    // '<' of the end tag (== startEnd when empty-element)
-    size_t end = 0;         // just past the end tag
+    size_t begin = 0;     // '<' of the start tag
+    size_t startEnd = 0;  // just past the start tag's '>'
+    size_t endBegin = 0;  // '<' of the end tag (== startEnd when empty-element)
+    size_t end = 0;       // just past the end tag
     size_t nameBegin = 0;
     size_t nameLength = 0;
 };
@@ -31,8 +31,8 @@ struct TextSpan {
 struct XmlScan {
     std::vector<ElementSpan> elements;  // in the order their ends were found
     std::vector<AttributeSpan> attributes;
-    std::vector<TextSpan> texts;        // runs between tags that are not all white space
-    std::vector<size_t> tagEnds;        // positions just past a start tag: places to insert content
+    std::vector<TextSpan> texts;  // runs between tags that are not all white space
+    std::vector<size_t> tagEnds;  // positions just past a start tag: places to insert content
 
     static XmlScan Of(const std::string& text);
     std::string NameOf(const std::string& text, const ElementSpan& e) const {

@@ -61,20 +61,20 @@ namespace {
 enum Family : int { Fam2001 = 0, Fam2012_256 = 1, Fam2012_512 = 2, FamilyCount = 3 };
 
 struct FamilyDef {
-    const char* name;     // provider name (registered by register.sh)
-    DWORD type;           // provider type
-    ALG_ID sigAlg;        // AT_SIGNATURE key
-    ALG_ID exchAlg;       // AT_KEYEXCHANGE key (signs too)
-    ALG_ID signHash;      // the hash a signature of this family is computed over
-    DWORD keyBits;        // KP_KEYLEN, PUBLICKEYBLOB bit length
-    unsigned oidUse;      // parameter sets accepted on import
-    int genCurve;         // curve of generated keys
-    uint8_t storeTag;     // family byte of a stored key (version 2 records)
+    const char* name;  // provider name (registered by register.sh)
+    DWORD type;        // provider type
+    ALG_ID sigAlg;     // AT_SIGNATURE key
+    ALG_ID exchAlg;    // AT_KEYEXCHANGE key (signs too)
+    ALG_ID signHash;   // the hash a signature of this family is computed over
+    DWORD keyBits;     // KP_KEYLEN, PUBLICKEYBLOB bit length
+    unsigned oidUse;   // parameter sets accepted on import
+    int genCurve;      // curve of generated keys
+    uint8_t storeTag;  // family byte of a stored key (version 2 records)
 };
 
 const FamilyDef kFamilies[FamilyCount] = {
-    {"Talvoran Soft GOST CSP", 75, CALG_GR3410EL, CALG_DH_EL_SF, CALG_GR3411, 512, softgost::Use2001,
-     softgost::CurveA, 75},
+    {"Talvoran Soft GOST CSP", 75, CALG_GR3410EL, CALG_DH_EL_SF, CALG_GR3411, 512, softgost::Use2001, softgost::CurveA,
+     75},
     {"Talvoran Soft GOST 2012-256 CSP", 80, CALG_GR3410_12_256, CALG_DH_GR3410_12_256_SF, CALG_GR3411_2012_256, 512,
      softgost::Use2012_256, softgost::CurveA, 80},
     {"Talvoran Soft GOST 2012-512 CSP", 81, CALG_GR3410_12_512, CALG_DH_GR3410_12_512_SF, CALG_GR3411_2012_512, 1024,
@@ -138,12 +138,12 @@ struct Prov {
 // CALG_HMAC with a secret key and HP_HMAC_INFO).
 struct Hash {
     uint32_t magic = kHashMagic;
-    ALG_ID alg = CALG_GR3411;     // as created (HP_ALGID)
-    ALG_ID digestAlg = CALG_GR3411;  // the underlying hash
+    ALG_ID alg = CALG_GR3411;                  // as created (HP_ALGID)
+    ALG_ID digestAlg = CALG_GR3411;            // the underlying hash
     std::unique_ptr<softgost::Digest> digest;  // null for CALG_HMAC until HP_HMAC_INFO
     bool hmac = false;
-    Bytes hmacKey;     // CALG_HMAC: the key, XORed into the pads of HP_HMAC_INFO
-    Bytes outerPad;    // HMAC: what the outer hash starts with
+    Bytes hmacKey;   // CALG_HMAC: the key, XORed into the pads of HP_HMAC_INFO
+    Bytes outerPad;  // HMAC: what the outer hash starts with
     bool finished = false;
     Bytes value;
 
@@ -211,10 +211,10 @@ BOOL outputString(const std::string& s, BYTE* pb, DWORD* pcb) {
 // --- hashes
 bool digestKindOf(ALG_ID alg, DigestKind& kind) {
     switch (alg) {
-    case CALG_GR3411: kind = DigestKind::Gr3411_94; return true;
-    case CALG_GR3411_2012_256: kind = DigestKind::Streebog256; return true;
-    case CALG_GR3411_2012_512: kind = DigestKind::Streebog512; return true;
-    default: return false;
+        case CALG_GR3411: kind = DigestKind::Gr3411_94; return true;
+        case CALG_GR3411_2012_256: kind = DigestKind::Streebog256; return true;
+        case CALG_GR3411_2012_512: kind = DigestKind::Streebog512; return true;
+        default: return false;
     }
 }
 
@@ -270,10 +270,10 @@ DWORD setHmacInfo(Hash& h, const HMAC_INFO& info, unsigned family) {
     if (family == Fam2001) return NTE_BAD_ALGID;
     if ((info.cbInnerString && !info.pbInnerString) || (info.cbOuterString && !info.pbOuterString))
         return ERROR_INVALID_PARAMETER;
-    Bytes inner = info.cbInnerString ? Bytes(info.pbInnerString, info.pbInnerString + info.cbInnerString)
-                                     : Bytes(64, 0x36);
-    Bytes outer = info.cbOuterString ? Bytes(info.pbOuterString, info.pbOuterString + info.cbOuterString)
-                                     : Bytes(64, 0x5c);
+    Bytes inner =
+        info.cbInnerString ? Bytes(info.pbInnerString, info.pbInnerString + info.cbInnerString) : Bytes(64, 0x36);
+    Bytes outer =
+        info.cbOuterString ? Bytes(info.pbOuterString, info.pbOuterString + info.cbOuterString) : Bytes(64, 0x5c);
     for (size_t i = 0; i < h.hmacKey.size() && i < inner.size(); ++i) inner[i] ^= h.hmacKey[i];
     for (size_t i = 0; i < h.hmacKey.size() && i < outer.size(); ++i) outer[i] ^= h.hmacKey[i];
     h.digestAlg = info.HashAlgid;
@@ -302,8 +302,8 @@ bool containerExists(bool machine, const std::string& name) {
 
 bool containerCreate(bool machine, const std::string& name) {
     HKEY k;
-    if (RegCreateKeyExA(storeHive(machine), storePath(name).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &k,
-                        nullptr) != ERROR_SUCCESS)
+    if (RegCreateKeyExA(storeHive(machine), storePath(name).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &k, nullptr) !=
+        ERROR_SUCCESS)
         return false;
     RegCloseKey(k);
     return true;
@@ -409,18 +409,18 @@ std::unique_ptr<Key> newKey(int family, DWORD keySpec) {
     k->alg = keySpec == AT_KEYEXCHANGE ? f.exchAlg : f.sigAlg;
     k->mat = softgost::generateKey(f.genCurve);
     switch (family) {
-    case Fam2001:
-        k->paramOid = softgost::curveOidDer(f.genCurve);
-        k->digestOid = softgost::kOidDigest3411_94;
-        break;
-    case Fam2012_256:
-        k->paramOid = keySpec == AT_KEYEXCHANGE ? softgost::kOidXchA : softgost::curveOidDer(f.genCurve);
-        k->digestOid = softgost::kOidStreebog256;
-        break;
-    default:
-        k->paramOid = softgost::kOidTc26_512A;
-        k->digestOid = softgost::kOidStreebog512;
-        break;
+        case Fam2001:
+            k->paramOid = softgost::curveOidDer(f.genCurve);
+            k->digestOid = softgost::kOidDigest3411_94;
+            break;
+        case Fam2012_256:
+            k->paramOid = keySpec == AT_KEYEXCHANGE ? softgost::kOidXchA : softgost::curveOidDer(f.genCurve);
+            k->digestOid = softgost::kOidStreebog256;
+            break;
+        default:
+            k->paramOid = softgost::kOidTc26_512A;
+            k->digestOid = softgost::kOidStreebog512;
+            break;
     }
     return k;
 }
@@ -529,9 +529,18 @@ const AlgInfo kAlgs2012_512[] = {
 
 void algList(int family, const AlgInfo*& list, size_t& n) {
     switch (family) {
-    case Fam2012_256: list = kAlgs2012_256; n = sizeof kAlgs2012_256 / sizeof kAlgs2012_256[0]; break;
-    case Fam2012_512: list = kAlgs2012_512; n = sizeof kAlgs2012_512 / sizeof kAlgs2012_512[0]; break;
-    default: list = kAlgs2001; n = sizeof kAlgs2001 / sizeof kAlgs2001[0]; break;
+        case Fam2012_256:
+            list = kAlgs2012_256;
+            n = sizeof kAlgs2012_256 / sizeof kAlgs2012_256[0];
+            break;
+        case Fam2012_512:
+            list = kAlgs2012_512;
+            n = sizeof kAlgs2012_512 / sizeof kAlgs2012_512[0];
+            break;
+        default:
+            list = kAlgs2001;
+            n = sizeof kAlgs2001 / sizeof kAlgs2001[0];
+            break;
     }
 }
 
@@ -561,16 +570,16 @@ void pinModule() {
     });
 }
 
-#define GUARD_BEGIN                                  \
-    try {                                            \
+#define GUARD_BEGIN \
+    try {           \
         std::lock_guard<std::mutex> guard(g_lock);
-#define GUARD_END                                    \
-    }                                                \
-    catch (const std::bad_alloc&) {                  \
-        return fail(NTE_NO_MEMORY);                  \
-    }                                                \
-    catch (...) {                                    \
-        return fail(NTE_FAIL);                       \
+#define GUARD_END                   \
+    }                               \
+    catch (const std::bad_alloc&) { \
+        return fail(NTE_NO_MEMORY); \
+    }                               \
+    catch (...) {                   \
+        return fail(NTE_FAIL);      \
     }
 
 }  // namespace
@@ -581,7 +590,8 @@ BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFla
     GUARD_BEGIN
     pinModule();
     if (!phProv) return fail(ERROR_INVALID_PARAMETER);
-    const DWORD known = CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET | CRYPT_MACHINE_KEYSET | CRYPT_SILENT;
+    const DWORD known =
+        CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET | CRYPT_MACHINE_KEYSET | CRYPT_SILENT;
     if (dwFlags & ~known) return fail(NTE_BAD_FLAGS);
     auto p = std::make_unique<Prov>();
     p->family = familyOf(pVTable);
@@ -689,12 +699,12 @@ BOOL WINAPI CPGetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam, LPBYT
     if (!k) return fail(NTE_BAD_KEY);
     if (dwFlags) return fail(NTE_BAD_FLAGS);
     switch (dwParam) {
-    case KP_ALGID: return outputDword(k->alg, pbData, pcbDataLen);
-    case KP_KEYLEN:
-        return outputDword(k->secret ? static_cast<DWORD>(8 * k->secretValue.size()) : kFamilies[k->family].keyBits,
-                           pbData, pcbDataLen);
-    case KP_PERMISSIONS: return outputDword(CRYPT_READ, pbData, pcbDataLen);  // never exportable
-    default: return fail(NTE_BAD_TYPE);
+        case KP_ALGID: return outputDword(k->alg, pbData, pcbDataLen);
+        case KP_KEYLEN:
+            return outputDword(k->secret ? static_cast<DWORD>(8 * k->secretValue.size()) : kFamilies[k->family].keyBits,
+                               pbData, pcbDataLen);
+        case KP_PERMISSIONS: return outputDword(CRYPT_READ, pbData, pcbDataLen);  // never exportable
+        default: return fail(NTE_BAD_TYPE);
     }
     GUARD_END
 }
@@ -713,62 +723,62 @@ BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, LPBYTE pbData, LPDWO
     if (!pcbDataLen) return fail(ERROR_INVALID_PARAMETER);
     const FamilyDef& f = kFamilies[p->family];
     switch (dwParam) {
-    case PP_NAME: return outputString(f.name, pbData, pcbDataLen);
-    case PP_PROVTYPE: return outputDword(f.type, pbData, pcbDataLen);
-    case PP_IMPTYPE: return outputDword(CRYPT_IMPL_SOFTWARE, pbData, pcbDataLen);
-    case PP_VERSION: return outputDword(0x0100, pbData, pcbDataLen);
-    case PP_KEYSPEC: return outputDword(AT_SIGNATURE | AT_KEYEXCHANGE, pbData, pcbDataLen);
-    case PP_CONTAINER:
-    case PP_UNIQUE_CONTAINER:
-        if (p->verifyOnly) return fail(NTE_BAD_KEYSET);
-        return outputString(p->container, pbData, pcbDataLen);
-    case PP_ENUMALGS:
-    case PP_ENUMALGS_EX: {
-        if (dwFlags & CRYPT_FIRST) p->enumAlg = 0;
-        const AlgInfo* algs;
-        size_t n;
-        algList(p->family, algs, n);
-        if (p->enumAlg >= n) return fail(ERROR_NO_MORE_ITEMS);
-        const AlgInfo& a = algs[p->enumAlg];
-        BOOL ok;
-        if (dwParam == PP_ENUMALGS) {
-            PROV_ENUMALGS e{};
-            e.aiAlgid = a.alg;
-            e.dwBitLen = a.bits;
-            lstrcpynA(e.szName, a.name, sizeof e.szName);
-            e.dwNameLen = lstrlenA(e.szName) + 1;
-            ok = output(&e, sizeof e, pbData, pcbDataLen);
-        } else {
-            PROV_ENUMALGS_EX e{};
-            e.aiAlgid = a.alg;
-            e.dwDefaultLen = e.dwMinLen = e.dwMaxLen = a.bits;
-            lstrcpynA(e.szName, a.name, sizeof e.szName);
-            e.dwNameLen = lstrlenA(e.szName) + 1;
-            lstrcpynA(e.szLongName, a.longName, sizeof e.szLongName);
-            e.dwLongNameLen = lstrlenA(e.szLongName) + 1;
-            ok = output(&e, sizeof e, pbData, pcbDataLen);
+        case PP_NAME: return outputString(f.name, pbData, pcbDataLen);
+        case PP_PROVTYPE: return outputDword(f.type, pbData, pcbDataLen);
+        case PP_IMPTYPE: return outputDword(CRYPT_IMPL_SOFTWARE, pbData, pcbDataLen);
+        case PP_VERSION: return outputDword(0x0100, pbData, pcbDataLen);
+        case PP_KEYSPEC: return outputDword(AT_SIGNATURE | AT_KEYEXCHANGE, pbData, pcbDataLen);
+        case PP_CONTAINER:
+        case PP_UNIQUE_CONTAINER:
+            if (p->verifyOnly) return fail(NTE_BAD_KEYSET);
+            return outputString(p->container, pbData, pcbDataLen);
+        case PP_ENUMALGS:
+        case PP_ENUMALGS_EX: {
+            if (dwFlags & CRYPT_FIRST) p->enumAlg = 0;
+            const AlgInfo* algs;
+            size_t n;
+            algList(p->family, algs, n);
+            if (p->enumAlg >= n) return fail(ERROR_NO_MORE_ITEMS);
+            const AlgInfo& a = algs[p->enumAlg];
+            BOOL ok;
+            if (dwParam == PP_ENUMALGS) {
+                PROV_ENUMALGS e{};
+                e.aiAlgid = a.alg;
+                e.dwBitLen = a.bits;
+                lstrcpynA(e.szName, a.name, sizeof e.szName);
+                e.dwNameLen = lstrlenA(e.szName) + 1;
+                ok = output(&e, sizeof e, pbData, pcbDataLen);
+            } else {
+                PROV_ENUMALGS_EX e{};
+                e.aiAlgid = a.alg;
+                e.dwDefaultLen = e.dwMinLen = e.dwMaxLen = a.bits;
+                lstrcpynA(e.szName, a.name, sizeof e.szName);
+                e.dwNameLen = lstrlenA(e.szName) + 1;
+                lstrcpynA(e.szLongName, a.longName, sizeof e.szLongName);
+                e.dwLongNameLen = lstrlenA(e.szLongName) + 1;
+                ok = output(&e, sizeof e, pbData, pcbDataLen);
+            }
+            if (ok && pbData) p->enumAlg++;
+            return ok;
         }
-        if (ok && pbData) p->enumAlg++;
-        return ok;
-    }
-    case PP_ENUMCONTAINERS: {
-        if ((dwFlags & CRYPT_FIRST) || (p->enumContainer == 0 && p->containers.empty())) {
-            p->containers = listContainers(p->machine);
-            p->enumContainer = 0;
+        case PP_ENUMCONTAINERS: {
+            if ((dwFlags & CRYPT_FIRST) || (p->enumContainer == 0 && p->containers.empty())) {
+                p->containers = listContainers(p->machine);
+                p->enumContainer = 0;
+            }
+            if (p->enumContainer >= p->containers.size()) return fail(ERROR_NO_MORE_ITEMS);
+            // The size query answers the longest name, as callers allocate once for the loop.
+            if (!pbData) {
+                size_t longest = 0;
+                for (const auto& s : p->containers) longest = s.size() > longest ? s.size() : longest;
+                *pcbDataLen = static_cast<DWORD>(longest + 1);
+                return TRUE;
+            }
+            BOOL ok = outputString(p->containers[p->enumContainer], pbData, pcbDataLen);
+            if (ok) p->enumContainer++;
+            return ok;
         }
-        if (p->enumContainer >= p->containers.size()) return fail(ERROR_NO_MORE_ITEMS);
-        // The size query answers the longest name, as callers allocate once for the loop.
-        if (!pbData) {
-            size_t longest = 0;
-            for (const auto& s : p->containers) longest = s.size() > longest ? s.size() : longest;
-            *pcbDataLen = static_cast<DWORD>(longest + 1);
-            return TRUE;
-        }
-        BOOL ok = outputString(p->containers[p->enumContainer], pbData, pcbDataLen);
-        if (ok) p->enumContainer++;
-        return ok;
-    }
-    default: return fail(NTE_BAD_TYPE);
+        default: return fail(NTE_BAD_TYPE);
     }
     GUARD_END
 }
@@ -873,8 +883,8 @@ BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWORD d
             h->hmacKey = k->secretValue;  // the hash starts with HP_HMAC_INFO
         } else {
             h->digestAlg = Algid == CALG_GR3411_2012_256_HMAC ? CALG_GR3411_2012_256 : CALG_GR3411_2012_512;
-            h->digest = std::make_unique<softgost::Digest>(Algid == CALG_GR3411_2012_256_HMAC ? DigestKind::Streebog256
-                                                                                             : DigestKind::Streebog512);
+            h->digest = std::make_unique<softgost::Digest>(
+                Algid == CALG_GR3411_2012_256_HMAC ? DigestKind::Streebog256 : DigestKind::Streebog512);
             startHmac(*h, k->secretValue);
         }
     } else {
@@ -915,23 +925,23 @@ BOOL WINAPI CPGetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, LP
     if (!h) return fail(NTE_BAD_HASH);
     if (dwFlags) return fail(NTE_BAD_FLAGS);
     switch (dwParam) {
-    case HP_ALGID: return outputDword(h->alg, pbData, pcbDataLen);
-    case HP_HASHSIZE:
-        if (!hashReady(*h)) return fail(NTE_BAD_HASH_STATE);
-        return outputDword(static_cast<DWORD>(hashSize(*h)), pbData, pcbDataLen);
-    case HP_HASHVAL: {
-        if (!hashReady(*h)) return fail(NTE_BAD_HASH_STATE);
-        const DWORD n = static_cast<DWORD>(hashSize(*h));
-        if (!pbData) return output(nullptr, n, nullptr, pcbDataLen);
-        if (!pcbDataLen) return fail(ERROR_INVALID_PARAMETER);
-        if (*pcbDataLen < n) {
-            *pcbDataLen = n;
-            return fail(ERROR_MORE_DATA);
+        case HP_ALGID: return outputDword(h->alg, pbData, pcbDataLen);
+        case HP_HASHSIZE:
+            if (!hashReady(*h)) return fail(NTE_BAD_HASH_STATE);
+            return outputDword(static_cast<DWORD>(hashSize(*h)), pbData, pcbDataLen);
+        case HP_HASHVAL: {
+            if (!hashReady(*h)) return fail(NTE_BAD_HASH_STATE);
+            const DWORD n = static_cast<DWORD>(hashSize(*h));
+            if (!pbData) return output(nullptr, n, nullptr, pcbDataLen);
+            if (!pcbDataLen) return fail(ERROR_INVALID_PARAMETER);
+            if (*pcbDataLen < n) {
+                *pcbDataLen = n;
+                return fail(ERROR_MORE_DATA);
+            }
+            const Bytes& v = hashValue(*h);
+            return output(v.data(), static_cast<DWORD>(v.size()), pbData, pcbDataLen);
         }
-        const Bytes& v = hashValue(*h);
-        return output(v.data(), static_cast<DWORD>(v.size()), pbData, pcbDataLen);
-    }
-    default: return fail(NTE_BAD_TYPE);
+        default: return fail(NTE_BAD_TYPE);
     }
     GUARD_END
 }

@@ -70,8 +70,8 @@ private:
 struct KeyMaterial {
     int curve = CurveA;
     bool hasPrivate = false;
-    Bytes priv;      // coordBytes(curve) bytes big-endian (storage form)
-    Bytes pubXYle;   // X little-endian || Y little-endian
+    Bytes priv;     // coordBytes(curve) bytes big-endian (storage form)
+    Bytes pubXYle;  // X little-endian || Y little-endian
 };
 
 void randomBytes(uint8_t* out, size_t len);

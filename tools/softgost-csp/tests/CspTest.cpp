@@ -22,7 +22,8 @@ const ALG_ID kDhElSf = 0xAA24;
 
 Bytes hex(const std::string& h) {
     Bytes out;
-    for (size_t i = 0; i + 1 < h.size(); i += 2) out.push_back(static_cast<uint8_t>(std::stoul(h.substr(i, 2), nullptr, 16)));
+    for (size_t i = 0; i + 1 < h.size(); i += 2)
+        out.push_back(static_cast<uint8_t>(std::stoul(h.substr(i, 2), nullptr, 16)));
     return out;
 }
 
@@ -81,7 +82,8 @@ DWORD verifyHashValue(HCRYPTPROV prov, HCRYPTKEY key, const Bytes& hashValue, co
     Hash hh;
     if (!CryptCreateHash(prov, kGr3411, 0, 0, &hh.h)) return GetLastError();
     if (!CryptSetHashParam(hh.h, HP_HASHVAL, hashValue.data(), 0)) return GetLastError();
-    if (!CryptVerifySignatureW(hh.h, sig.data(), static_cast<DWORD>(sig.size()), key, nullptr, 0)) return GetLastError();
+    if (!CryptVerifySignatureW(hh.h, sig.data(), static_cast<DWORD>(sig.size()), key, nullptr, 0))
+        return GetLastError();
     return 0;
 }
 
@@ -219,7 +221,8 @@ TEST(SoftGostProvider, Rfc5832ExampleVerifies) {
     blob.insert(blob.end(), x.begin(), x.end());
     blob.insert(blob.end(), y.begin(), y.end());
     Key key;
-    ASSERT_TRUE(CryptImportKey(p.h, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key.h)) << std::hex << GetLastError();
+    ASSERT_TRUE(CryptImportKey(p.h, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key.h))
+        << std::hex << GetLastError();
     DWORD alg = 0, len = sizeof alg;
     ASSERT_TRUE(CryptGetKeyParam(key.h, KP_ALGID, reinterpret_cast<BYTE*>(&alg), &len, 0));
     EXPECT_EQ(alg, kGr3410El);
@@ -308,7 +311,8 @@ TEST(SoftGostProvider, ContainerLifecycle) {
         EXPECT_EQ(exportPublic(k.h), firstBlob);
     }
     HCRYPTPROV del = 1;
-    ASSERT_TRUE(CryptAcquireContextW(&del, name.c_str(), kProvName, kProvType, CRYPT_DELETEKEYSET)) << std::hex << GetLastError();
+    ASSERT_TRUE(CryptAcquireContextW(&del, name.c_str(), kProvName, kProvType, CRYPT_DELETEKEYSET))
+        << std::hex << GetLastError();
     EXPECT_FALSE(CryptAcquireContextW(&h, name.c_str(), kProvName, kProvType, 0));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(NTE_BAD_KEYSET));
     EXPECT_FALSE(CryptAcquireContextW(&del, name.c_str(), kProvName, kProvType, CRYPT_DELETEKEYSET));
@@ -319,7 +323,8 @@ TEST(SoftGostProvider, GenerateSignExportImportVerify) {
     const std::wstring name = uniqueName(L"softgost-sign");
     deleteContainer(name);
     Prov p;
-    ASSERT_TRUE(CryptAcquireContextW(&p.h, name.c_str(), kProvName, kProvType, CRYPT_NEWKEYSET)) << std::hex << GetLastError();
+    ASSERT_TRUE(CryptAcquireContextW(&p.h, name.c_str(), kProvName, kProvType, CRYPT_NEWKEYSET))
+        << std::hex << GetLastError();
     Key k;
     ASSERT_TRUE(CryptGenKey(p.h, AT_SIGNATURE, 0, &k.h)) << std::hex << GetLastError();
     const Bytes blob = exportPublic(k.h);
@@ -341,7 +346,8 @@ TEST(SoftGostProvider, GenerateSignExportImportVerify) {
     Prov v;
     acquireVerify(v);
     Key pub;
-    ASSERT_TRUE(CryptImportKey(v.h, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &pub.h)) << std::hex << GetLastError();
+    ASSERT_TRUE(CryptImportKey(v.h, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &pub.h))
+        << std::hex << GetLastError();
     const Bytes digest = hex("bc6041dd2aa401ebfa6e9886734174febdb4729aa972d60f549ac39b29721ba0");
     EXPECT_EQ(verifyHashValue(v.h, pub.h, digest, sig), 0u);
     {
@@ -422,31 +428,39 @@ TEST(SoftGostProvider, BadArgumentsAnswerNteCodes) {
     Key imp;
     Bytes b = real;
     b[0] = PRIVATEKEYBLOB;
-    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)), static_cast<DWORD>(NTE_BAD_TYPE));
+    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)),
+              static_cast<DWORD>(NTE_BAD_TYPE));
     b = real;
     b[4] = 0x49;  // 2012-256 ALG_ID: not this provider's
-    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)), static_cast<DWORD>(NTE_BAD_ALGID));
+    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)),
+              static_cast<DWORD>(NTE_BAD_ALGID));
     b = real;
     b[8] = 'X';  // magic
-    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)), static_cast<DWORD>(NTE_BAD_DATA));
+    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)),
+              static_cast<DWORD>(NTE_BAD_DATA));
     b = real;
     b[26] = 0x09;  // unknown parameter set 1.2.643.2.2.35.9
-    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)), static_cast<DWORD>(NTE_BAD_DATA));
+    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)),
+              static_cast<DWORD>(NTE_BAD_DATA));
     b = real;
     b.pop_back();  // truncated key
-    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)), static_cast<DWORD>(NTE_BAD_DATA));
+    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)),
+              static_cast<DWORD>(NTE_BAD_DATA));
     b = real;
     b[40] ^= 0x01;  // point off the curve
-    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)), static_cast<DWORD>(NTE_BAD_PUBLIC_KEY));
+    EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, b.data(), static_cast<DWORD>(b.size()), 0, 0, &imp.h)),
+              static_cast<DWORD>(NTE_BAD_PUBLIC_KEY));
     EXPECT_EQ(lastErrorOf(CryptImportKey(p.h, blob.data(), 8, 0, 0, &imp.h)), static_cast<DWORD>(NTE_BAD_DATA));
 
     len = sizeof buf;
-    EXPECT_EQ(lastErrorOf(CryptExportKey(ok.h, 0, PRIVATEKEYBLOB, 0, buf, &len)), static_cast<DWORD>(NTE_BAD_KEY_STATE));
+    EXPECT_EQ(lastErrorOf(CryptExportKey(ok.h, 0, PRIVATEKEYBLOB, 0, buf, &len)),
+              static_cast<DWORD>(NTE_BAD_KEY_STATE));
     len = sizeof buf;
     EXPECT_EQ(lastErrorOf(CryptExportKey(ok.h, 0, SIMPLEBLOB, 0, buf, &len)), static_cast<DWORD>(NTE_BAD_TYPE));
     len = 10;
     Bytes small(10);
-    EXPECT_EQ(lastErrorOf(CryptExportKey(ok.h, 0, PUBLICKEYBLOB, 0, small.data(), &len)), static_cast<DWORD>(ERROR_MORE_DATA));
+    EXPECT_EQ(lastErrorOf(CryptExportKey(ok.h, 0, PUBLICKEYBLOB, 0, small.data(), &len)),
+              static_cast<DWORD>(ERROR_MORE_DATA));
     EXPECT_EQ(len, 100u);
     len = sizeof buf;
     EXPECT_EQ(lastErrorOf(CryptGetKeyParam(ok.h, KP_CERTIFICATE, buf, &len, 0)), static_cast<DWORD>(NTE_BAD_TYPE));
@@ -459,11 +473,13 @@ TEST(SoftGostProvider, BadArgumentsAnswerNteCodes) {
     // Signature of the wrong size.
     Hash vh;
     ASSERT_TRUE(CryptCreateHash(p.h, kGr3411, 0, 0, &vh.h));
-    EXPECT_EQ(lastErrorOf(CryptVerifySignatureW(vh.h, sig, 63, ok.h, nullptr, 0)), static_cast<DWORD>(NTE_BAD_SIGNATURE));
+    EXPECT_EQ(lastErrorOf(CryptVerifySignatureW(vh.h, sig, 63, ok.h, nullptr, 0)),
+              static_cast<DWORD>(NTE_BAD_SIGNATURE));
 
     // Acquire flags.
     HCRYPTPROV h = 0;
-    EXPECT_EQ(lastErrorOf(CryptAcquireContextW(&h, L"x", kProvName, kProvType, CRYPT_VERIFYCONTEXT)), static_cast<DWORD>(NTE_BAD_FLAGS));
+    EXPECT_EQ(lastErrorOf(CryptAcquireContextW(&h, L"x", kProvName, kProvType, CRYPT_VERIFYCONTEXT)),
+              static_cast<DWORD>(NTE_BAD_FLAGS));
     EXPECT_EQ(lastErrorOf(CryptAcquireContextW(&h, L"softgost-never-created", kProvName, kProvType, 0)),
               static_cast<DWORD>(NTE_BAD_KEYSET));
 }
@@ -472,10 +488,14 @@ namespace {
 
 // The certificate of the GOST R 34.10-2001 document in the shared vectors (key on 1.2.643.2.2.36.0).
 const char kVectorCert[] =
-    "MIIBdTCCASSgAwIBAgIQEqJolTJ9uptHeW8F5+KVNDAIBgYqhQMCAgMwGDEWMBQGA1UEAwwNR29zdDIwMDFfMjAxOTAgFw0xOTA3MDExMjMwNTdaGA8y"
-    "MTAwMDMyMDA3MzEwMFowGDEWMBQGA1UEAwwNR29zdDIwMDFfMjAxOTBjMBwGBiqFAwICEzASBgcqhQMCAiQABgcqhQMCAh4BA0MABEAoaFZtEY1XDGRR"
-    "dPBuGZkufp6ZNDrG49Tav1eCRZg/2QW7tkBdBXFSAdx+ZipboqgeJtaMhVujj51KkwpR6MnBo0YwRDAOBgNVHQ8BAf8EBAMCBeAwEwYDVR0lBAwwCgYI"
-    "KwYBBQUHAwIwHQYDVR0OBBYEFJa6+pSxmsk9V6rDs6GsYbj/lFKgMAgGBiqFAwICAwNBAAwv9awAZzVilC7m29cP3ivFy8j4x31CsWfsyc3J/ZdJEEYZ"
+    "MIIBdTCCASSgAwIBAgIQEqJolTJ9uptHeW8F5+"
+    "KVNDAIBgYqhQMCAgMwGDEWMBQGA1UEAwwNR29zdDIwMDFfMjAxOTAgFw0xOTA3MDExMjMwNTdaGA8y"
+    "MTAwMDMyMDA3MzEwMFowGDEWMBQGA1UEAwwNR29zdDIwMDFfMjAxOTBjMBwGBiqFAwICEzASBgcqhQMCAiQABgcqhQMCAh4BA0MABEAoaFZtEY1XDG"
+    "RR"
+    "dPBuGZkufp6ZNDrG49Tav1eCRZg/"
+    "2QW7tkBdBXFSAdx+ZipboqgeJtaMhVujj51KkwpR6MnBo0YwRDAOBgNVHQ8BAf8EBAMCBeAwEwYDVR0lBAwwCgYI"
+    "KwYBBQUHAwIwHQYDVR0OBBYEFJa6+pSxmsk9V6rDs6GsYbj/lFKgMAgGBiqFAwICAwNBAAwv9awAZzVilC7m29cP3ivFy8j4x31CsWfsyc3J/"
+    "ZdJEEYZ"
     "yVMHUvR+ym9/B1ODs/AF8tQ0nQgVQU5dOCHq4EQ=";
 // Its SignedInfo after inclusive C14N, and its SignatureValue (s || r).
 const char kVectorSignedInfo[] =
@@ -487,7 +507,8 @@ const char kVectorSignedInfo[] =
     "Algorithm=\"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411\"></DigestMethod><DigestValue>"
     "zPlpay6cswDZcJP+UiPemVWUFj4/cUaekOMZ3J8Oxt0=</DigestValue></Reference></SignedInfo>";
 const char kVectorSignatureValue[] =
-    "df3591ff658fde23e00c9183b04732c6c9410e2bcc229478c495bee459675958c895eebdf1e047715997379ebe00d6e4290344a69647fde61b844b8faa8c33dc";
+    "df3591ff658fde23e00c9183b04732c6c9410e2bcc229478c495bee459675958c895eebdf1e047715997379ebe00d6e4290344a69647fde61b"
+    "844b8faa8c33dc";
 
 Bytes base64(const char* text) {
     DWORD len = 0;

@@ -99,11 +99,20 @@ int sign(const std::string& dir, const Provider& pv) {
     HCRYPTKEY key = 0;
     HCRYPTHASH hash = 0;
     do {
-        if (!CryptGenKey(prov, AT_SIGNATURE, 0, &key)) { rc = failure("CryptGenKey"); break; }
-        if (!(hash = hashFile(prov, pv.hashAlg, msg))) { rc = failure("hashing"); break; }
+        if (!CryptGenKey(prov, AT_SIGNATURE, 0, &key)) {
+            rc = failure("CryptGenKey");
+            break;
+        }
+        if (!(hash = hashFile(prov, pv.hashAlg, msg))) {
+            rc = failure("hashing");
+            break;
+        }
         Bytes value(64);
         DWORD len = 64;
-        if (!CryptGetHashParam(hash, HP_HASHVAL, value.data(), &len, 0)) { rc = failure("CryptGetHashParam"); break; }
+        if (!CryptGetHashParam(hash, HP_HASHVAL, value.data(), &len, 0)) {
+            rc = failure("CryptGetHashParam");
+            break;
+        }
         value.resize(len);
         Bytes sig(pv.sigLen);
         len = pv.sigLen;
@@ -113,7 +122,10 @@ int sign(const std::string& dir, const Provider& pv) {
         }
         std::reverse(sig.begin(), sig.end());  // CryptoAPI order -> s || r
         len = 0;
-        if (!CryptExportKey(key, 0, PUBLICKEYBLOB, 0, nullptr, &len)) { rc = failure("CryptExportKey"); break; }
+        if (!CryptExportKey(key, 0, PUBLICKEYBLOB, 0, nullptr, &len)) {
+            rc = failure("CryptExportKey");
+            break;
+        }
         Bytes blob(len);
         const size_t keyLen = pv.sigLen;  // X || Y is as long as a signature
         if (!CryptExportKey(key, 0, PUBLICKEYBLOB, 0, blob.data(), &len) || len < 18 + keyLen ||
@@ -148,7 +160,8 @@ int sign(const std::string& dir, const Provider& pv) {
 
 int verify(const std::string& dir, bool fromCert, const Provider& pv) {
     Bytes msg, sig, der;
-    if (!readFile(dir + "\\msg.bin", msg) || !readFile(dir + "\\sig.bin", sig)) return failure("reading msg.bin/sig.bin");
+    if (!readFile(dir + "\\msg.bin", msg) || !readFile(dir + "\\sig.bin", sig))
+        return failure("reading msg.bin/sig.bin");
     if (!readFile(dir + (fromCert ? "\\cert.der" : "\\pub.der"), der)) return failure("reading the key file");
     HCRYPTPROV prov = 0;
     if (!CryptAcquireContextA(&prov, nullptr, pv.name, pv.type, CRYPT_VERIFYCONTEXT))
@@ -162,12 +175,15 @@ int verify(const std::string& dir, bool fromCert, const Provider& pv) {
         PCERT_PUBLIC_KEY_INFO spki;
         if (fromCert) {
             cert = CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()));
-            if (!cert) { rc = failure("CertCreateCertificateContext"); break; }
+            if (!cert) {
+                rc = failure("CertCreateCertificateContext");
+                break;
+            }
             spki = &cert->pCertInfo->SubjectPublicKeyInfo;
         } else {
             DWORD len = 0;
-            if (!CryptDecodeObjectEx(X509_ASN_ENCODING, X509_PUBLIC_KEY_INFO, der.data(), static_cast<DWORD>(der.size()),
-                                     CRYPT_DECODE_ALLOC_FLAG, nullptr, &info, &len)) {
+            if (!CryptDecodeObjectEx(X509_ASN_ENCODING, X509_PUBLIC_KEY_INFO, der.data(),
+                                     static_cast<DWORD>(der.size()), CRYPT_DECODE_ALLOC_FLAG, nullptr, &info, &len)) {
                 rc = failure("CryptDecodeObjectEx");
                 break;
             }
@@ -177,7 +193,10 @@ int verify(const std::string& dir, bool fromCert, const Provider& pv) {
             rc = failure("CryptImportPublicKeyInfoEx");
             break;
         }
-        if (!(hash = hashFile(prov, pv.hashAlg, msg))) { rc = failure("hashing"); break; }
+        if (!(hash = hashFile(prov, pv.hashAlg, msg))) {
+            rc = failure("hashing");
+            break;
+        }
         std::reverse(sig.begin(), sig.end());  // s || r -> CryptoAPI order
         if (CryptVerifySignatureA(hash, sig.data(), static_cast<DWORD>(sig.size()), key, nullptr, 0)) {
             std::printf("signature valid\n");

@@ -90,13 +90,19 @@ std::string SignatureDoc(const wchar_t* sigUri, const wchar_t* digest1, const wc
            "<Signature xmlns=\"http://www.w3.org/2000/09/xmldsig#\">\n"
            "<SignedInfo>\n"
            "<CanonicalizationMethod Algorithm=\"http://www.w3.org/TR/2001/REC-xml-c14n-20010315\"/>\n"
-           "<SignatureMethod Algorithm=\"" + narrow(sigUri) + "\"/>\n"
+           "<SignatureMethod Algorithm=\"" +
+           narrow(sigUri) +
+           "\"/>\n"
            "<Reference URI=\"\"><Transforms>"
            "<Transform Algorithm=\"http://www.w3.org/2000/09/xmldsig#enveloped-signature\"/></Transforms>\n"
-           "<DigestMethod Algorithm=\"" + narrow(digest1) + "\"/>\n"
+           "<DigestMethod Algorithm=\"" +
+           narrow(digest1) +
+           "\"/>\n"
            "<DigestValue>e1x3rydsnTQukoiTtQ0vHaWYqKka7yRiP1sB8AVobaA=</DigestValue></Reference>\n"
            "<Reference URI=\"#data\">\n"
-           "<DigestMethod Algorithm=\"" + narrow(digest2) + "\"/>\n"
+           "<DigestMethod Algorithm=\"" +
+           narrow(digest2) +
+           "\"/>\n"
            "<DigestValue>sk9XHU2xOW1I2QdYqv3UcsL4ETjhzA/bU8J+VQ+SHAc=</DigestValue></Reference>\n"
            "</SignedInfo>\n"
            "<SignatureValue>DLVX5EypJpYtdD+iAx9/BCKDZlWNnG70jqps5qFGNmoRem5czMSIhc6yVR48ywN2\n"
@@ -138,14 +144,16 @@ protected:
 
 TEST_F(GostKeyValue, XmlDsigNamespaceFormWithAllParameters) {
     const std::string xml = SignatureDoc(kSigUrn, kDigUrn, kDigMore,
-        "<KeyInfo><KeyValue><GOSTKeyValue>\n"
-        "  <PublicKeyParameters>\n"
-        "    <publicKeyParamSet>urn:oid:1.2.643.2.2.35.1</publicKeyParamSet>\n"
-        "    <digestParamSet>urn:oid:1.2.643.2.2.30.1</digestParamSet>\n"
-        "    <encryptionParamSet>urn:oid:1.2.643.2.2.31.1</encryptionParamSet>\n"
-        "  </PublicKeyParameters>\n"
-        "  <PublicKey>" + std::string(kRawKeyText) + "</PublicKey>\n"
-        "</GOSTKeyValue></KeyValue></KeyInfo>");
+                                         "<KeyInfo><KeyValue><GOSTKeyValue>\n"
+                                         "  <PublicKeyParameters>\n"
+                                         "    <publicKeyParamSet>urn:oid:1.2.643.2.2.35.1</publicKeyParamSet>\n"
+                                         "    <digestParamSet>urn:oid:1.2.643.2.2.30.1</digestParamSet>\n"
+                                         "    <encryptionParamSet>urn:oid:1.2.643.2.2.31.1</encryptionParamSet>\n"
+                                         "  </PublicKeyParameters>\n"
+                                         "  <PublicKey>" +
+                                             std::string(kRawKeyText) +
+                                             "</PublicKey>\n"
+                                             "</GOSTKeyValue></KeyValue></KeyInfo>");
     auto loaded = Load(xml);
     EXPECT_EQ(std::wstring(kSigUrn), Text(loaded->sig->getAlgorithmURI()));
     ExpectReferences(*loaded, kDigUrn, kDigMore);
@@ -168,7 +176,8 @@ TEST_F(GostKeyValue, XmlDsigNamespaceFormPrefixedWithoutEncryptionParamSet) {
         "<ds:SignatureMethod Algorithm=\"http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411\"/>"
         "<ds:Reference URI=\"#o1\"><ds:DigestMethod Algorithm=\"http://www.w3.org/2001/04/xmldsig-more#gostr3411\"/>"
         "<ds:DigestValue>sk9XHU2xOW1I2QdYqv3UcsL4ETjhzA/bU8J+VQ+SHAc=</ds:DigestValue></ds:Reference>"
-        "<ds:Reference URI=\"#o2\"><ds:DigestMethod Algorithm=\"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411\"/>"
+        "<ds:Reference URI=\"#o2\"><ds:DigestMethod "
+        "Algorithm=\"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411\"/>"
         "<ds:DigestValue>sk9XHU2xOW1I2QdYqv3UcsL4ETjhzA/bU8J+VQ+SHAc=</ds:DigestValue></ds:Reference>"
         "</ds:SignedInfo><ds:SignatureValue>DLVX5EypJpYtdD+iAx9/BCKDZlWNnG70jqps5qFGNmoRem5czMSIhc6yVR48ywN2"
         "+HHUYG+9UouTr/d7BfDl8g==</ds:SignatureValue>"
@@ -176,7 +185,8 @@ TEST_F(GostKeyValue, XmlDsigNamespaceFormPrefixedWithoutEncryptionParamSet) {
         "<ds:publicKeyParamSet>urn:oid:1.2.643.2.2.36.0</ds:publicKeyParamSet>"
         "<ds:digestParamSet>urn:oid:1.2.643.2.2.30.1</ds:digestParamSet>"
         "</ds:PublicKeyParameters>"
-        "<ds:PublicKey>SEKiNMuNPqSOVf9PSG2IuWKQy9jvKX2w2pAQnJJsslTis9llJAJn10nXMW2TqvkI9C/DtrDiRmGuuS0PARgzVg==</ds:PublicKey>"
+        "<ds:PublicKey>SEKiNMuNPqSOVf9PSG2IuWKQy9jvKX2w2pAQnJJsslTis9llJAJn10nXMW2TqvkI9C/DtrDiRmGuuS0PARgzVg==</"
+        "ds:PublicKey>"
         "</ds:GOSTKeyValue></ds:KeyValue></ds:KeyInfo>"
         "<ds:Object Id=\"o1\">one</ds:Object><ds:Object Id=\"o2\">two</ds:Object></ds:Signature>";
     auto loaded = Load(xml);
@@ -198,7 +208,8 @@ TEST_F(GostKeyValue, XmlDsigNamespaceFormPrefixedWithoutEncryptionParamSet) {
 TEST_F(GostKeyValue, CpxmlsecNamespaceFormWithEncryptionParamSet) {
     // The xmlsec1 2001 test key (tests/keys of the xmlsec1 1.2.37 source package), PublicKey as
     // the DER OCTET STRING, parameter sets as plain OIDs, children in the order of form (a).
-    const std::string xml = SignatureDoc(kSigMore, kDigMore, kDigUrn,
+    const std::string xml = SignatureDoc(
+        kSigMore, kDigMore, kDigUrn,
         "<KeyInfo>\n<KeyValue>\n"
         "<cpxmlsec:GOSTKeyValue xmlns:cpxmlsec=\"urn:ietf:params:xml:ns:cpxmlsec\">\n"
         "<cpxmlsec:PublicKeyParameters>"
@@ -229,8 +240,18 @@ TEST_F(GostKeyValue, XmlsecVectorKeyInfo) {
     // Debian source package, verbatim (the 2001 vector of that set carries only X509Data):
     // PublicKey comes before PublicKeyParameters, and there is no encryptionParamSet.
     const std::string keyInfo =
-        "<KeyInfo><X509Data><X509Certificate>MIIBRzCB86ADAgECAhDYvceOSjlEUQPqYpNAPDZlMAwGCCqFAwcBAQMCBQAwITEfMB0GA1UEAxMWZ29zdC0yMDEyLTI1Ni10ZXN0LTAwMTAeFw0xMzEyMDkxNDIzMTlaFw0zOTEyMzEyMzU5NTlaMCExHzAdBgNVBAMTFmdvc3QtMjAxMi0yNTYtdGVzdC0wMDEwZjAfBggqhQMHAQEBATATBgcqhQMCAiMBBggqhQMHAQECAgNDAARAd6J9ff29w6XQsUDdggB1LCYM2oDRrlrg3mPZB+NXNsyZmO1WHCDHw01UIW+Jq9ReLxWCkHYA+TTMfmciE1F0rjAMBggqhQMHAQEDAgUAA0EAPoJj9VFY7DeVWDWuoH7Jrv9xUNMFCxSYPVn0Tpf40jVBu4+46sHuS8ShK+sqJu5rGEQse2UhAIzMBvw8AfHysA==</X509Certificate></X509Data>"
-        "<KeyValue><cpxmlsec:GOSTKeyValue xmlns:cpxmlsec=\"urn:ietf:params:xml:ns:cpxmlsec\"><cpxmlsec:PublicKey>BEB3on19/b3DpdCxQN2CAHUsJgzagNGuWuDeY9kH41c2zJmY7VYcIMfDTVQhb4mr1F4vFYKQdgD5NMx+ZyITUXSu</cpxmlsec:PublicKey><cpxmlsec:PublicKeyParameters><cpxmlsec:publicKeyParamSet>1.2.643.2.2.35.1</cpxmlsec:publicKeyParamSet><cpxmlsec:digestParamSet>1.2.643.7.1.1.2.2</cpxmlsec:digestParamSet></cpxmlsec:PublicKeyParameters></cpxmlsec:GOSTKeyValue></KeyValue></KeyInfo>";
+        "<KeyInfo><X509Data><X509Certificate>"
+        "MIIBRzCB86ADAgECAhDYvceOSjlEUQPqYpNAPDZlMAwGCCqFAwcBAQMCBQAwITEfMB0GA1UEAxMWZ29zdC0yMDEyLTI1Ni10ZXN0LTAwMTAeFw"
+        "0xMzEyMDkxNDIzMTlaFw0zOTEyMzEyMzU5NTlaMCExHzAdBgNVBAMTFmdvc3QtMjAxMi0yNTYtdGVzdC0wMDEwZjAfBggqhQMHAQEBATATBgcq"
+        "hQMCAiMBBggqhQMHAQECAgNDAARAd6J9ff29w6XQsUDdggB1LCYM2oDRrlrg3mPZB+NXNsyZmO1WHCDHw01UIW+Jq9ReLxWCkHYA+"
+        "TTMfmciE1F0rjAMBggqhQMHAQEDAgUAA0EAPoJj9VFY7DeVWDWuoH7Jrv9xUNMFCxSYPVn0Tpf40jVBu4+46sHuS8ShK+"
+        "sqJu5rGEQse2UhAIzMBvw8AfHysA==</X509Certificate></X509Data>"
+        "<KeyValue><cpxmlsec:GOSTKeyValue "
+        "xmlns:cpxmlsec=\"urn:ietf:params:xml:ns:cpxmlsec\"><cpxmlsec:PublicKey>BEB3on19/"
+        "b3DpdCxQN2CAHUsJgzagNGuWuDeY9kH41c2zJmY7VYcIMfDTVQhb4mr1F4vFYKQdgD5NMx+ZyITUXSu</"
+        "cpxmlsec:PublicKey><cpxmlsec:PublicKeyParameters><cpxmlsec:publicKeyParamSet>1.2.643.2.2.35.1</"
+        "cpxmlsec:publicKeyParamSet><cpxmlsec:digestParamSet>1.2.643.7.1.1.2.2</cpxmlsec:digestParamSet></"
+        "cpxmlsec:PublicKeyParameters></cpxmlsec:GOSTKeyValue></KeyValue></KeyInfo>";
     auto loaded = Load(SignatureDoc(kSigUrn, kDigUrn, kDigUrn, keyInfo));
     EXPECT_EQ(std::wstring(kSigUrn), Text(loaded->sig->getAlgorithmURI()));
     ExpectReferences(*loaded, kDigUrn, kDigUrn);
@@ -255,9 +276,9 @@ TEST_F(GostKeyValue, SubjectPublicKeyInfoForm) {
     const wchar_t kSpkiW[] =
         L"\nMGMwHAYGKoUDAgITMBIGByqFAwICIwEGByqFAwICHgEDQwAEQEhCojTLjT6kjlX/T0htiLli\n"
         L"kMvY7yl9sNqQEJySbLJU4rPZZSQCZ9dJ1zFtk6r5CPQvw7aw4kZhrrktDwEYM1Y=\n";
-    auto loaded = Load(SignatureDoc(kSigMore, kDigMore, kDigMore,
-                                    "<KeyInfo><KeyValue><GOSTKeyValue>" + std::string(kSpki) +
-                                        "</GOSTKeyValue></KeyValue></KeyInfo>"));
+    auto loaded = Load(SignatureDoc(
+        kSigMore, kDigMore, kDigMore,
+        "<KeyInfo><KeyValue><GOSTKeyValue>" + std::string(kSpki) + "</GOSTKeyValue></KeyValue></KeyInfo>"));
     EXPECT_EQ(std::wstring(kSigMore), Text(loaded->sig->getAlgorithmURI()));
     ExpectReferences(*loaded, kDigMore, kDigMore);
     const DSIGKeyInfoValue* v = OnlyKeyValue(*loaded);
@@ -313,9 +334,10 @@ TEST_F(GostKeyValue, XmlsecGost2001VectorStillLoads) {
 }
 
 TEST_F(GostKeyValue, RsaKeyValueHasNoGostParts) {
-    auto loaded = Load(KeyValueDoc("<RSAKeyValue><Modulus>xA7SEU+e0yQH5rm9kbCDN9o3aPIo7HbP7tX6WOocLZAtNfyxSZDU16ksL6W"
-                                   "jubafOqNEpcwR3RdFsT7bCqnXPBe5ELh5u4VEy19MzxkXRgrMvavzyBpVRgBUwUlV5foK5hhmbktQhyN"
-                                   "dy/6LpQRhDUDsTvK+g9Ucj47es9AQJ3U=</Modulus><Exponent>AQAB</Exponent></RSAKeyValue>"));
+    auto loaded =
+        Load(KeyValueDoc("<RSAKeyValue><Modulus>xA7SEU+e0yQH5rm9kbCDN9o3aPIo7HbP7tX6WOocLZAtNfyxSZDU16ksL6W"
+                         "jubafOqNEpcwR3RdFsT7bCqnXPBe5ELh5u4VEy19MzxkXRgrMvavzyBpVRgBUwUlV5foK5hhmbktQhyN"
+                         "dy/6LpQRhDUDsTvK+g9Ucj47es9AQJ3U=</Modulus><Exponent>AQAB</Exponent></RSAKeyValue>"));
     const DSIGKeyInfoValue* v = OnlyKeyValue(*loaded);
     ASSERT_NE(nullptr, v);
     EXPECT_EQ(DSIGKeyInfo::KEYINFO_VALUE_RSA, v->getKeyInfoType());
@@ -352,13 +374,14 @@ TEST_F(GostKeyValue, MissingPublicKeyLoadsWithoutAKey) {
     EXPECT_EQ(L"<null>", keyOf("<GOSTKeyValue>\n  \n</GOSTKeyValue>"));
     EXPECT_EQ(L"<null>", keyOf("<GOSTKeyValue><PublicKeyParameters/><PublicKey>  </PublicKey></GOSTKeyValue>"));
     // A PublicKey in another namespace than its GOSTKeyValue does not count.
-    EXPECT_EQ(L"<null>", keyOf(
-        "<c:GOSTKeyValue xmlns:c=\"urn:ietf:params:xml:ns:cpxmlsec\"><c:PublicKeyParameters>"
-        "<c:publicKeyParamSet>1.2.643.2.2.35.1</c:publicKeyParamSet></c:PublicKeyParameters>"
-        "<PublicKey>BEBIQqI0y40+pI5V/09IbYi5YpDL2O8pfbDakBCckmyyVOKz2WUkAmfXSdcxbZOq+Qj0L8O2sOJGYa65LQ8BGDNW</PublicKey>"
-        "</c:GOSTKeyValue>"));
-    auto loaded = Load(KeyValueDoc("<GOSTKeyValue><PublicKeyParameters><publicKeyParamSet>urn:oid:1.2.643.2.2.35.1"
-                                   "</publicKeyParamSet></PublicKeyParameters></GOSTKeyValue>"));
+    EXPECT_EQ(L"<null>", keyOf("<c:GOSTKeyValue xmlns:c=\"urn:ietf:params:xml:ns:cpxmlsec\"><c:PublicKeyParameters>"
+                               "<c:publicKeyParamSet>1.2.643.2.2.35.1</c:publicKeyParamSet></c:PublicKeyParameters>"
+                               "<PublicKey>BEBIQqI0y40+pI5V/"
+                               "09IbYi5YpDL2O8pfbDakBCckmyyVOKz2WUkAmfXSdcxbZOq+Qj0L8O2sOJGYa65LQ8BGDNW</PublicKey>"
+                               "</c:GOSTKeyValue>"));
+    auto loaded =
+        Load(KeyValueDoc("<GOSTKeyValue><PublicKeyParameters><publicKeyParamSet>urn:oid:1.2.643.2.2.35.1"
+                         "</publicKeyParamSet></PublicKeyParameters></GOSTKeyValue>"));
     ASSERT_NE(nullptr, OnlyKeyValue(*loaded));
     EXPECT_EQ(L"urn:oid:1.2.643.2.2.35.1", Text(OnlyKeyValue(*loaded)->getGostPubKeyParamSet()));
 }
@@ -410,12 +433,13 @@ TEST_F(GostKeyValue, WrittenInTheXmlDsigNamespaceForm) {
     EXPECT_EQ(L"urn:oid:1.2.643.2.2.35.1", Text(value->getGostPubKeyParamSet()));
     EXPECT_EQ(L"urn:oid:1.2.643.2.2.30.1", Text(value->getGostDigestParamSet()));
     EXPECT_EQ(L"urn:oid:1.2.643.2.2.31.1", Text(value->getGostEncryptionParamSet()));
-    EXPECT_EQ("<ds:KeyValue xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\"><ds:GOSTKeyValue><ds:PublicKeyParameters>"
-              "<ds:publicKeyParamSet>urn:oid:1.2.643.2.2.35.1</ds:publicKeyParamSet><ds:digestParamSet>"
-              "urn:oid:1.2.643.2.2.30.1</ds:digestParamSet><ds:encryptionParamSet>urn:oid:1.2.643.2.2.31.1"
-              "</ds:encryptionParamSet></ds:PublicKeyParameters><ds:PublicKey>" +
-                  std::string(kKey, kKey + std::wcslen(kKey)) + "</ds:PublicKey></ds:GOSTKeyValue></ds:KeyValue>",
-              fresh.Serialised(value->getKeyInfoDOMNode()));
+    EXPECT_EQ(
+        "<ds:KeyValue xmlns:ds=\"http://www.w3.org/2000/09/xmldsig#\"><ds:GOSTKeyValue><ds:PublicKeyParameters>"
+        "<ds:publicKeyParamSet>urn:oid:1.2.643.2.2.35.1</ds:publicKeyParamSet><ds:digestParamSet>"
+        "urn:oid:1.2.643.2.2.30.1</ds:digestParamSet><ds:encryptionParamSet>urn:oid:1.2.643.2.2.31.1"
+        "</ds:encryptionParamSet></ds:PublicKeyParameters><ds:PublicKey>" +
+            std::string(kKey, kKey + std::wcslen(kKey)) + "</ds:PublicKey></ds:GOSTKeyValue></ds:KeyValue>",
+        fresh.Serialised(value->getKeyInfoDOMNode()));
 }
 
 TEST_F(GostKeyValue, WrittenWithoutEncryptionParamSetAndReadBack) {
