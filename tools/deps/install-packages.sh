@@ -12,6 +12,7 @@ TALVORAN_PACKAGES="
   dpkg-dev xz-utils bzip2 patch
   googletest
   llvm-14
+  clang-format
   python3
   openssl libengine-gost-openssl
   xmlsec1 gcc pkg-config libxml2-dev libxslt1-dev libssl-dev
