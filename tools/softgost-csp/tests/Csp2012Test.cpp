@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "CspTestSupport.hpp"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -14,7 +16,7 @@
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using namespace cspTest;
 
 const wchar_t kName2001[] = L"Talvoran Soft GOST CSP";
 const wchar_t kName256[] = L"Talvoran Soft GOST 2012-256 CSP";
@@ -57,41 +59,10 @@ const Face k512 = {kName512,
                    "301506092a850307010201020106082a85030701010203",
                    "301506092a850307010201020106082a85030701010203"};
 
-Bytes hex(const std::string& h) {
-    Bytes out;
-    for (size_t i = 0; i + 1 < h.size(); i += 2)
-        out.push_back(static_cast<uint8_t>(std::stoul(h.substr(i, 2), nullptr, 16)));
-    return out;
-}
-
-Bytes reversed(Bytes b) {
-    std::reverse(b.begin(), b.end());
-    return b;
-}
-
 Bytes cat(Bytes a, const Bytes& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
 }
-
-struct Prov {
-    HCRYPTPROV h = 0;
-    ~Prov() {
-        if (h) CryptReleaseContext(h, 0);
-    }
-};
-struct Key {
-    HCRYPTKEY h = 0;
-    ~Key() {
-        if (h) CryptDestroyKey(h);
-    }
-};
-struct Hash {
-    HCRYPTHASH h = 0;
-    ~Hash() {
-        if (h) CryptDestroyHash(h);
-    }
-};
 
 DWORD lastErrorOf(BOOL ok) { return ok ? 0 : GetLastError(); }
 

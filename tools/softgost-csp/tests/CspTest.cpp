@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "CspTestSupport.hpp"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -12,45 +14,13 @@
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using namespace cspTest;
 
 const wchar_t kProvName[] = L"Talvoran Soft GOST CSP";
 const DWORD kProvType = 75;
 const ALG_ID kGr3411 = 0x801E;
 const ALG_ID kGr3410El = 0x2E23;
 const ALG_ID kDhElSf = 0xAA24;
-
-Bytes hex(const std::string& h) {
-    Bytes out;
-    for (size_t i = 0; i + 1 < h.size(); i += 2)
-        out.push_back(static_cast<uint8_t>(std::stoul(h.substr(i, 2), nullptr, 16)));
-    return out;
-}
-
-Bytes reversed(Bytes b) {
-    std::reverse(b.begin(), b.end());
-    return b;
-}
-
-// A provider context released on scope exit.
-struct Prov {
-    HCRYPTPROV h = 0;
-    ~Prov() {
-        if (h) CryptReleaseContext(h, 0);
-    }
-};
-struct Key {
-    HCRYPTKEY h = 0;
-    ~Key() {
-        if (h) CryptDestroyKey(h);
-    }
-};
-struct Hash {
-    HCRYPTHASH h = 0;
-    ~Hash() {
-        if (h) CryptDestroyHash(h);
-    }
-};
 
 void acquireVerify(Prov& p) {
     ASSERT_TRUE(CryptAcquireContextW(&p.h, nullptr, kProvName, kProvType, CRYPT_VERIFYCONTEXT))
