@@ -10,6 +10,8 @@ namespace algInfo {
 namespace {
 
 constexpr DWORD kHashGost = ids::kHashGost3411;
+constexpr DWORD kHashStreebog256 = ids::kHashGost3411_2012_256;
+constexpr DWORD kHashStreebog512 = ids::kHashGost3411_2012_512;
 constexpr DWORD kRsa = ids::kFamilyRsa;
 constexpr DWORD kDsa = ids::kFamilyDsa;
 constexpr DWORD kHmac = ids::kFamilyHmac;
@@ -20,6 +22,8 @@ constexpr ProviderLink kSha1Digest{1, kDigest};
 constexpr ProviderLink kSha256Digest{4, kDigest};
 constexpr ProviderLink kSha384Digest{5, kDigest};
 constexpr ProviderLink kSha512Digest{6, kDigest};
+constexpr ProviderLink kStreebog256Digest{kHashStreebog256, kDigest};
+constexpr ProviderLink kStreebog512Digest{kHashStreebog512, kDigest};
 constexpr ProviderLink kHmacSha512{6, kHmac};
 constexpr ProviderLink kHmacSha384{5, kHmac};
 constexpr ProviderLink kHmacSha256{4, kHmac};
@@ -62,7 +66,9 @@ CRYPT_XML_ALGORITHM_INFO Signature(const wchar_t* uri, const wchar_t* name, cons
 }
 
 // GOST comes first in both lists, the W3C-style URI first among digests and the URN
-// first among signatures, so that lookups by name or CNG id find those.
+// first among signatures, so that lookups by name or CNG id find those. The GOST
+// R 34.11-2012 digests come last, after every older entry, the URN before the
+// xmldsig-more URI of each size, so that lookups by their names find the URN.
 const CRYPT_XML_ALGORITHM_INFO kDigests[] = {
     Digest(L"http://www.w3.org/2001/04/xmldsig-more#gostr3411", L"GOST R 34.11-94", kGostDigest),
     Digest(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411", L"GOST R 34.11-94", kGostDigest),
@@ -70,6 +76,12 @@ const CRYPT_XML_ALGORITHM_INFO kDigests[] = {
     Digest(L"http://www.w3.org/2001/04/xmlenc#sha256", L"SHA256", kSha256Digest),
     Digest(L"http://www.w3.org/2001/04/xmldsig-more#sha384", L"SHA384", kSha384Digest),
     Digest(L"http://www.w3.org/2001/04/xmlenc#sha512", L"SHA512", kSha512Digest),
+    Digest(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-256", L"GOST R 34.11-2012-256",
+           kStreebog256Digest),
+    Digest(L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-256", L"GOST R 34.11-2012-256", kStreebog256Digest),
+    Digest(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512", L"GOST R 34.11-2012-512",
+           kStreebog512Digest),
+    Digest(L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-512", L"GOST R 34.11-2012-512", kStreebog512Digest),
 };
 
 const CRYPT_XML_ALGORITHM_INFO kSignatures[] = {

@@ -106,6 +106,8 @@ ALG_ID HashAlgId(XSECCryptoHash::HashType type) noexcept {
         case XSECCryptoHash::HASH_SHA384: return CALG_SHA_384;
         case XSECCryptoHash::HASH_SHA512: return CALG_SHA_512;
         case ids::kHashGost3411: return ids::kAlgGr3411;
+        case ids::kHashGost3411_2012_256: return ids::kAlgGr3411_2012_256;
+        case ids::kHashGost3411_2012_512: return ids::kAlgGr3411_2012_512;
         default: return 0;
     }
 }
@@ -114,8 +116,10 @@ unsigned int HashBlockSize(XSECCryptoHash::HashType type) noexcept {
     switch (static_cast<int>(type)) {
         case XSECCryptoHash::HASH_SHA1:
         case XSECCryptoHash::HASH_MD5:
-        case XSECCryptoHash::HASH_SHA256: return 64;
-        case 7: return 32;
+        case XSECCryptoHash::HASH_SHA256:
+        case ids::kHashGost3411_2012_256:
+        case ids::kHashGost3411_2012_512: return 64;
+        case ids::kHashGost3411: return 32;
         case XSECCryptoHash::HASH_SHA384:
         case XSECCryptoHash::HASH_SHA512: return 128;
         default: return 0;

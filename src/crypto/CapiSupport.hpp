@@ -14,8 +14,18 @@ namespace crypto {
 
 using Bytes = std::vector<unsigned char>;
 
-// The GOST R 34.11-94 hash type, which xml-security-c's enum does not name.
+// The GOST hash types, which xml-security-c's enum does not name: GOST R 34.11-94 and
+// GOST R 34.11-2012 (Streebog) 256 and 512.
 constexpr XSECCryptoHash::HashType kHashGost3411 = static_cast<XSECCryptoHash::HashType>(ids::kHashGost3411);
+constexpr XSECCryptoHash::HashType kHashStreebog256 =
+    static_cast<XSECCryptoHash::HashType>(ids::kHashGost3411_2012_256);
+constexpr XSECCryptoHash::HashType kHashStreebog512 =
+    static_cast<XSECCryptoHash::HashType>(ids::kHashGost3411_2012_512);
+
+// Whether a hash type is one of the GOST hashes (computed by GOST providers only).
+constexpr bool IsGostHash(XSECCryptoHash::HashType type) noexcept {
+    return type == kHashGost3411 || type == kHashStreebog256 || type == kHashStreebog512;
+}
 
 // Throws XSECCryptoException(type) with "<what> failed, error 0x<GetLastError()>".
 [[noreturn]] void ThrowLastError(XSECCryptoException::XSECCryptoExceptionType type, const char* what);
@@ -45,7 +55,7 @@ unsigned int ReadHashValue(HCRYPTHASH h, unsigned char* hash, unsigned int maxLe
 
 // CryptoAPI ALG_ID of a hash type, 0 for none (SHA-224 has none).
 ALG_ID HashAlgId(XSECCryptoHash::HashType type) noexcept;
-// Block size in bytes of a hash type (64 or 128), 0 for unknown.
+// Block size in bytes of a hash type (32, 64 or 128), 0 for unknown.
 unsigned int HashBlockSize(XSECCryptoHash::HashType type) noexcept;
 
 // The provider name all classes report ("WinCAPI").

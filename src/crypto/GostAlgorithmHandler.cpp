@@ -15,8 +15,20 @@
 namespace gostAlgorithms {
 namespace {
 
-constexpr const XMLCh* kDigests[] = {L"http://www.w3.org/2001/04/xmldsig-more#gostr3411",
-                                     L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411"};
+// Each digest URI with the hash type the crypto provider computes it with.
+struct DigestUri {
+    const XMLCh* uri;
+    XSECCryptoHash::HashType type;
+};
+
+constexpr DigestUri kDigests[] = {
+    {L"http://www.w3.org/2001/04/xmldsig-more#gostr3411", crypto::kHashGost3411},
+    {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411", crypto::kHashGost3411},
+    {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-256", crypto::kHashStreebog256},
+    {L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-256", crypto::kHashStreebog256},
+    {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512", crypto::kHashStreebog512},
+    {L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-512", crypto::kHashStreebog512},
+};
 constexpr const XMLCh* kSignatures[] = {L"http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411",
                                         L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411"};
 
@@ -26,6 +38,19 @@ bool OneOf(const XMLCh* uri, const XMLCh* const (&list)[2]) noexcept {
         if (std::wcscmp(uri, known) == 0) return true;
     }
     return false;
+}
+
+const DigestUri* FindDigest(const XMLCh* uri) noexcept {
+    if (uri == nullptr) return nullptr;
+    for (const DigestUri& known : kDigests) {
+        if (std::wcscmp(uri, known.uri) == 0) return &known;
+    }
+    return nullptr;
+}
+
+void AppendHash(TXFMChain* chain, XSECCryptoHash::HashType type) {
+    // The chain owns what is appended to it.
+    chain->appendTxfm(new TXFMHash(chain->getLastTxfm()->getDocument(), type));
 }
 
 }  // namespace
@@ -38,9 +63,12 @@ const WinCAPICryptoKeyGOST& GostKey(const XSECCryptoKey* key) {
     return *gost;
 }
 
-void AppendGostHash(TXFMChain* chain) {
-    // The chain owns what is appended to it.
-    chain->appendTxfm(new TXFMHash(chain->getLastTxfm()->getDocument(), crypto::kHashGost3411));
+void AppendGostHash(TXFMChain* chain) { AppendHash(chain, crypto::kHashGost3411); }
+
+void AppendDigestHash(TXFMChain* chain, const XMLCh* uri) {
+    const DigestUri* digest = FindDigest(uri);
+    if (digest == nullptr) Refuse("not a GOST digest method");
+    AppendHash(chain, digest->type);
 }
 
 // Sign and verify receive the canonical SignedInfo: hash it and read the 32-byte digest.
@@ -49,12 +77,12 @@ unsigned int ReadDigest(TXFMChain* chain, unsigned char (&hash)[64]) {
     return chain->getLastTxfm()->readBytes(hash, sizeof(hash));
 }
 
-bool IsGostDigestUri(const XMLCh* uri) noexcept { return OneOf(uri, kDigests); }
+bool IsGostDigestUri(const XMLCh* uri) noexcept { return FindDigest(uri) != nullptr; }
 bool IsGostSignatureUri(const XMLCh* uri) noexcept { return OneOf(uri, kSignatures); }
 
 void Register() {
     const GostAlgorithmHandler handler;
-    for (const XMLCh* uri : kDigests) XSECPlatformUtils::registerAlgorithmHandler(uri, handler);
+    for (const DigestUri& digest : kDigests) XSECPlatformUtils::registerAlgorithmHandler(digest.uri, handler);
     for (const XMLCh* uri : kSignatures) XSECPlatformUtils::registerAlgorithmHandler(uri, handler);
 }
 
@@ -104,8 +132,7 @@ bool GostAlgorithmHandler::appendSignatureHashTxfm(TXFMChain* inputBytes, const 
 }
 
 bool GostAlgorithmHandler::appendHashTxfm(TXFMChain* inputBytes, const XMLCh* uri) const {
-    if (!gostAlgorithms::IsGostDigestUri(uri)) gostAlgorithms::Refuse("not a GOST digest method");
-    gostAlgorithms::AppendGostHash(inputBytes);
+    gostAlgorithms::AppendDigestHash(inputBytes, uri);
     return true;
 }
 

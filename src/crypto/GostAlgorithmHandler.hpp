@@ -1,7 +1,8 @@
 #pragma once
-// Makes the GOST R 34.11-94 digest and GOST R 34.10-2001 signature URIs of both families
-// (the cpxmlsec URNs and the xmldsig-more URIs) known to xml-security-c: digests through
-// the crypto provider's hash type 7, signatures through WinCAPICryptoKeyGOST.
+// Makes the GOST digest URIs (GOST R 34.11-94, GOST R 34.11-2012 256 and 512) and the
+// GOST R 34.10-2001 signature URIs of both families (the cpxmlsec URNs and the
+// xmldsig-more URIs) known to xml-security-c: digests through the crypto provider's hash
+// types 7, 8 and 9, signatures through WinCAPICryptoKeyGOST.
 #include <xsec/framework/XSECAlgorithmHandler.hpp>
 
 class TXFMChain;
@@ -10,7 +11,7 @@ class XSECCryptoKey;
 
 namespace gostAlgorithms {
 
-// Registers the handler for the four URIs. Call after XSECPlatformUtils::Initialise, each
+// Registers the handler for the eight URIs. Call after XSECPlatformUtils::Initialise, each
 // time the XML stack starts: Terminate forgets registered handlers.
 void Register();
 
@@ -21,6 +22,8 @@ bool IsGostSignatureUri(const XMLCh* uri) noexcept;
 [[noreturn]] void Refuse(const char* what);
 const WinCAPICryptoKeyGOST& GostKey(const XSECCryptoKey* key);
 void AppendGostHash(TXFMChain* chain);
+// Appends the hash of a GOST digest URI; refuses (AlgorithmMapperError) any other URI.
+void AppendDigestHash(TXFMChain* chain, const XMLCh* uri);
 unsigned int ReadDigest(TXFMChain* chain, unsigned char (&hash)[64]);
 
 }  // namespace gostAlgorithms

@@ -67,8 +67,7 @@ bool WinCAPICryptoKeyRSA::verifySHA1PKCS1Base64Signature(const unsigned char* ha
                                                          XSECCryptoHash::HashType type) const {
     HCRYPTKEY key = requireKey("verification");
     ALG_ID alg = HashAlgId(type);
-    if (alg == 0 || type == kHashGost3411)
-        throw XSECCryptoException(kErr, "WinCAPI: unsupported hash algorithm for RSA");
+    if (alg == 0 || IsGostHash(type)) throw XSECCryptoException(kErr, "WinCAPI: unsupported hash algorithm for RSA");
     Bytes sig = DecodeBase64(base64Signature, sigLen);
     if (sig.size() != getLength())
         throw XSECCryptoException(kErr, "WinCAPI: RSA signature size does not match key size");
@@ -85,8 +84,7 @@ unsigned int WinCAPICryptoKeyRSA::signSHA1PKCS1Base64Signature(unsigned char* ha
     if (!slot_.inContainer() || !slot_.isPrivate())
         throw XSECCryptoException(kErr, "WinCAPI: RSA signing without a private key");
     ALG_ID alg = HashAlgId(type);
-    if (alg == 0 || type == kHashGost3411)
-        throw XSECCryptoException(kErr, "WinCAPI: unsupported hash algorithm for RSA");
+    if (alg == 0 || IsGostHash(type)) throw XSECCryptoException(kErr, "WinCAPI: unsupported hash algorithm for RSA");
     if (getLength() < ShortestModulusFor(alg, hashLen))
         throw XSECCryptoException(kErr, "WinCAPI: the RSA key is too short for a signature of this hash");
     Bytes sigLE = SignHashValue(slot_.prov(), slot_.keySpec(), alg, hashBuf, hashLen, kErr);

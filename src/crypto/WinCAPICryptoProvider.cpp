@@ -24,7 +24,10 @@ ProvHandle AcquireVerifyContext(DWORD provType) noexcept {
 }  // namespace
 
 WinCAPICryptoProvider::WinCAPICryptoProvider()
-    : rsa_(AcquireVerifyContext(PROV_RSA_AES)), dss_(AcquireVerifyContext(PROV_DSS)) {
+    : rsa_(AcquireVerifyContext(PROV_RSA_AES)),
+      dss_(AcquireVerifyContext(PROV_DSS)),
+      gost2012_256_(AcquireVerifyContext(ids::kProvGost2012_256)),
+      gost2012_512_(AcquireVerifyContext(ids::kProvGost2012_512)) {
     gost_ = AcquireVerifyContext(ids::kProvGost2001);
     if (!gost_) gost_ = AcquireVerifyContext(ids::kProvGostLegacy);
 }
@@ -37,6 +40,8 @@ unsigned int WinCAPICryptoProvider::getMaxHashSize() const { return 64; }
 
 HCRYPTPROV WinCAPICryptoProvider::providerFor(XSECCryptoHash::HashType type) const {
     if (type == kHashGost3411) return gost_.get();
+    if (type == kHashStreebog256) return gost2012_256_.get();
+    if (type == kHashStreebog512) return gost2012_512_.get();
     if (HashAlgId(type) == 0) return 0;
     return rsa_.get();
 }

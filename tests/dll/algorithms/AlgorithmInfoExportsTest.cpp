@@ -38,10 +38,17 @@ protected:
 
 TEST_F(AlgorithmExports, EnumeratesBothListsInOrder) {
     const auto digests = Enumerate(CRYPT_XML_GROUP_ID_HASH);
-    ASSERT_EQ(6u, digests.size());
+    ASSERT_EQ(10u, digests.size());
     EXPECT_STREQ(L"http://www.w3.org/2001/04/xmldsig-more#gostr3411", digests[0]->wszAlgorithmURI);
     EXPECT_STREQ(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411", digests[1]->wszAlgorithmURI);
+    EXPECT_STREQ(L"http://www.w3.org/2000/09/xmldsig#sha1", digests[2]->wszAlgorithmURI);
+    EXPECT_STREQ(L"http://www.w3.org/2001/04/xmlenc#sha256", digests[3]->wszAlgorithmURI);
+    EXPECT_STREQ(L"http://www.w3.org/2001/04/xmldsig-more#sha384", digests[4]->wszAlgorithmURI);
     EXPECT_STREQ(L"http://www.w3.org/2001/04/xmlenc#sha512", digests[5]->wszAlgorithmURI);
+    EXPECT_STREQ(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-256", digests[6]->wszAlgorithmURI);
+    EXPECT_STREQ(L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-256", digests[7]->wszAlgorithmURI);
+    EXPECT_STREQ(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512", digests[8]->wszAlgorithmURI);
+    EXPECT_STREQ(L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-512", digests[9]->wszAlgorithmURI);
     const auto sigs = Enumerate(CRYPT_XML_GROUP_ID_SIGN);
     ASSERT_EQ(11u, sigs.size());
     EXPECT_STREQ(L"HMAC-SHA512", sigs[0]->wszName);
@@ -116,6 +123,67 @@ TEST_F(AlgorithmExports, FindByEachType) {
     // The same record every time: it belongs to the library.
     EXPECT_EQ(byUri, dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI,
                                              L"http://www.w3.org/2001/04/xmldsig-more#rsa-sha256", 2, 0));
+}
+
+TEST_F(AlgorithmExports, StreebogDigestEntries) {
+    const struct {
+        const wchar_t* uri;
+        const wchar_t* name;
+        const wchar_t* urn;  // the entry lookups by name and CNG id find
+    } kStreebog[] = {
+        {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-256", L"GOST R 34.11-2012-256",
+         L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-256"},
+        {L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-256", L"GOST R 34.11-2012-256",
+         L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-256"},
+        {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512", L"GOST R 34.11-2012-512",
+         L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512"},
+        {L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-512", L"GOST R 34.11-2012-512",
+         L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512"},
+    };
+    for (const auto& s : kStreebog) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(s.uri)));
+        for (DWORD group : {CRYPT_XML_GROUP_ID_HASH, CRYPT_XML_GROUP_ID_SIGN}) {
+            const auto* byUri = dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI, s.uri, group, 0);
+            ASSERT_NE(nullptr, byUri);
+            EXPECT_EQ(72u, byUri->cbSize);
+            EXPECT_STREQ(s.uri, byUri->wszAlgorithmURI);
+            EXPECT_STREQ(s.name, byUri->wszName);
+            EXPECT_EQ(static_cast<DWORD>(CRYPT_XML_GROUP_ID_HASH), byUri->dwGroupId);
+            EXPECT_STREQ(s.name, byUri->wszCNGAlgid);
+            EXPECT_EQ(nullptr, byUri->wszCNGExtraAlgid);
+            EXPECT_EQ(0u, byUri->dwSignFlags);
+            EXPECT_EQ(0u, byUri->dwVerifyFlags);
+            EXPECT_EQ(nullptr, byUri->pvPaddingInfo);
+            EXPECT_NE(nullptr, byUri->pvExtraInfo);
+        }
+        // By name and by CNG id the URN entry answers; no signature method has the hash yet.
+        const auto* byName =
+            dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_NAME, s.name, CRYPT_XML_GROUP_ID_HASH, 0);
+        ASSERT_NE(nullptr, byName);
+        EXPECT_STREQ(s.urn, byName->wszAlgorithmURI);
+        EXPECT_EQ(dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI, s.urn, CRYPT_XML_GROUP_ID_HASH, 0),
+                  byName);
+        const auto* byCngId =
+            dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID, s.name, CRYPT_XML_GROUP_ID_HASH, 0);
+        EXPECT_EQ(byName, byCngId);
+        EXPECT_EQ(nullptr, dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID, s.name,
+                                                   CRYPT_XML_GROUP_ID_SIGN, 0));
+
+        CRYPT_XML_ALGORITHM alg = {};
+        alg.cbSize = sizeof(alg);
+        alg.wszAlgorithm = s.uri;
+        CRYPT_XML_ALGORITHM_INFO* info = nullptr;
+        ASSERT_EQ(S_OK, dll().GetAlgorithmInfo(&alg, 0, &info));
+        ASSERT_NE(nullptr, info);
+        EXPECT_EQ(
+            0, memcmp(dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_URI, s.uri, 1, 0), info, sizeof(*info)));
+        EXPECT_EQ(nullptr, LocalFree(info));
+    }
+    // The older GOST digest keeps its lookups.
+    const auto* gost94 = dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID, L"GOST R 34.11-94",
+                                                 CRYPT_XML_GROUP_ID_HASH, 0);
+    ASSERT_NE(nullptr, gost94);
+    EXPECT_STREQ(L"http://www.w3.org/2001/04/xmldsig-more#gostr3411", gost94->wszAlgorithmURI);
 }
 
 TEST_F(AlgorithmExports, FindByUriIgnoresTheGroup) {

@@ -262,7 +262,7 @@ private:
         int count = 0;
         const HRESULT hr = Made("CryptXmlEnumAlgorithmInfo",
                                 [&] { return api_.EnumAlgorithmInfo(CRYPT_XML_GROUP_ID_HASH, 0, &count, Count); });
-        Check(hr == S_OK && count == 6, "CryptXmlEnumAlgorithmInfo", hr);
+        Check(hr == S_OK && count == 10, "CryptXmlEnumAlgorithmInfo", hr);
         CRYPT_XML_ALGORITHM alg = {sizeof(alg), L"http://www.w3.org/2001/04/xmlenc#sha256", {}};
         CRYPT_XML_ALGORITHM_INFO* info = nullptr;
         const HRESULT got = Made("CryptXmlGetAlgorithmInfo", [&] { return api_.GetAlgorithmInfo(&alg, 0, &info); });

@@ -1,11 +1,15 @@
-// Availability checks against a scripted crypto provider installed into a running stack.
+// Availability checks against a scripted crypto provider installed into a running stack,
+// and against the library's own CryptoAPI provider for the GOST R 34.11-2012 digests.
 #include <gtest/gtest.h>
+
+#include <cstdlib>
 
 #include <xsec/utils/XSECPlatformUtils.hpp>
 
 #include "ScriptedCryptoProvider.hpp"
 #include "algorithms/AlgorithmCatalog.hpp"
 #include "base/CryptXmlException.hpp"
+#include "crypto/WinCAPICryptoProvider.hpp"
 #include "crypto/XmlStack.hpp"
 #include "exports/Lifecycle.hpp"
 
@@ -14,7 +18,12 @@ using testing_support::ScriptedCryptoProvider;
 
 namespace {
 
-constexpr unsigned kSha1 = 1, kSha256 = 4, kSha512 = 6, kGost = 7;
+constexpr unsigned kSha1 = 1, kSha256 = 4, kSha512 = 6, kGost = 7, kStreebog256 = 8, kStreebog512 = 9;
+
+constexpr wchar_t kStreebog256Urn[] = L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-256";
+constexpr wchar_t kStreebog256More[] = L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-256";
+constexpr wchar_t kStreebog512Urn[] = L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512";
+constexpr wchar_t kStreebog512More[] = L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-512";
 constexpr unsigned kRsa = 1, kHmac = 3, kGost2001 = 5;
 
 class Availability : public ::testing::Test {
@@ -81,6 +90,35 @@ TEST_F(Availability, HostCopyIsJudgedByTheCatalogEntry) {
             "alg->wszAlgorithmURI",
             e.what());
     }
+}
+
+TEST_F(Availability, StreebogDigestsNeedTheirOwnHashTypes) {
+    Install(new ScriptedCryptoProvider({kStreebog256}, {}));
+    EXPECT_TRUE(algInfo::AlgCanBeUsed(Entry(kStreebog256Urn)));
+    EXPECT_TRUE(algInfo::AlgCanBeUsed(Entry(kStreebog256More)));
+    EXPECT_FALSE(algInfo::AlgCanBeUsed(Entry(kStreebog512Urn)));
+    EXPECT_FALSE(algInfo::AlgCanBeUsed(Entry(kStreebog512More)));
+    EXPECT_FALSE(algInfo::AlgCanBeUsed(Entry(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411")));
+
+    Install(new ScriptedCryptoProvider({kGost, kStreebog512}, {kGost2001}));
+    EXPECT_FALSE(algInfo::HashOrSigAlgIsAvailable(kStreebog256Urn));
+    EXPECT_FALSE(algInfo::HashOrSigAlgIsAvailable(kStreebog256More));
+    EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(kStreebog512Urn));
+    EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(kStreebog512More));
+    EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(L"http://www.w3.org/2001/04/xmldsig-more#gostr3411"));
+}
+
+// The library's own provider: the software GOST provider serves types 80 and 81 in the
+// main prefix (TALVORAN_EXPECT_GOST=1); another run is in a prefix with no GOST provider.
+TEST_F(Availability, StreebogFollowsTheRegisteredProviders) {
+    const char* expect = std::getenv("TALVORAN_EXPECT_GOST");
+    ASSERT_NE(nullptr, expect) << "TALVORAN_EXPECT_GOST is not set by the test run";
+    const bool gost = expect[0] == '1';
+    Install(new WinCAPICryptoProvider());
+    for (const wchar_t* uri : {kStreebog256Urn, kStreebog256More, kStreebog512Urn, kStreebog512More}) {
+        EXPECT_EQ(gost, algInfo::HashOrSigAlgIsAvailable(uri)) << testing::PrintToString(std::wstring(uri));
+    }
+    EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(L"http://www.w3.org/2001/04/xmlenc#sha256"));
 }
 
 TEST_F(Availability, UnknownUriIsSimplyUnavailable) {

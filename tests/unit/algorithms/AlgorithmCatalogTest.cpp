@@ -28,6 +28,14 @@ const Expected kDigests[] = {
     {L"http://www.w3.org/2001/04/xmlenc#sha256", L"SHA256", L"SHA256", nullptr, 4, 0},
     {L"http://www.w3.org/2001/04/xmldsig-more#sha384", L"SHA384", L"SHA384", nullptr, 5, 0},
     {L"http://www.w3.org/2001/04/xmlenc#sha512", L"SHA512", L"SHA512", nullptr, 6, 0},
+    {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-256", L"GOST R 34.11-2012-256",
+     L"GOST R 34.11-2012-256", nullptr, 8, 0},
+    {L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-256", L"GOST R 34.11-2012-256", L"GOST R 34.11-2012-256",
+     nullptr, 8, 0},
+    {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512", L"GOST R 34.11-2012-512",
+     L"GOST R 34.11-2012-512", nullptr, 9, 0},
+    {L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-512", L"GOST R 34.11-2012-512", L"GOST R 34.11-2012-512",
+     nullptr, 9, 0},
 };
 
 const Expected kSignatures[] = {
@@ -84,7 +92,7 @@ std::string ArgError(const char* function, const char* detail) {
 TEST(AlgorithmCatalog, DigestListInOrder) {
     std::vector<const CRYPT_XML_ALGORITHM_INFO*> got;
     algInfo::EnumHashAlgs(&got, CollectAlgorithm);
-    ASSERT_EQ(6u, got.size());
+    ASSERT_EQ(10u, got.size());
     for (size_t i = 0; i < got.size(); ++i) ExpectEntry(kDigests[i], CRYPT_XML_GROUP_ID_HASH, got[i]);
 }
 
@@ -121,6 +129,44 @@ TEST(AlgorithmCatalog, GostNamesFindTheFirstListedUri) {
     const CRYPT_XML_ALGORITHM_INFO* sig = algInfo::FindAlgInfoByName(L"GOST R 34.10/34.11-2001");
     ASSERT_NE(nullptr, sig);
     EXPECT_STREQ(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411", sig->wszAlgorithmURI);
+}
+
+TEST(AlgorithmCatalog, StreebogNamesAndCngIdsFindTheUrn) {
+    const struct {
+        const wchar_t* name;
+        const wchar_t* urn;
+        const wchar_t* more;
+        DWORD hashType;
+    } kStreebog[] = {
+        {L"GOST R 34.11-2012-256", L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-256",
+         L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-256", 8},
+        {L"GOST R 34.11-2012-512", L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512",
+         L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-512", 9},
+    };
+    for (const auto& s : kStreebog) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(s.name)));
+        const CRYPT_XML_ALGORITHM_INFO* byName = algInfo::FindAlgInfoByName(s.name);
+        ASSERT_NE(nullptr, byName);
+        EXPECT_STREQ(s.urn, byName->wszAlgorithmURI);
+        EXPECT_EQ(byName, algInfo::FindAlgInfoByURI(s.urn));
+        const CRYPT_XML_ALGORITHM_INFO* byCngId = algInfo::FindAlgInfoByHashAlgID(s.name, CRYPT_XML_GROUP_ID_HASH);
+        EXPECT_EQ(byName, byCngId);
+        EXPECT_EQ(nullptr, algInfo::FindAlgInfoByHashAlgID(s.name, CRYPT_XML_GROUP_ID_SIGN));
+        const CRYPT_XML_ALGORITHM_INFO* more = algInfo::FindAlgInfoByURI(s.more);
+        ASSERT_NE(nullptr, more);
+        EXPECT_NE(byName, more);
+        EXPECT_STREQ(s.name, more->wszName);
+        EXPECT_EQ(s.hashType, algInfo::LinkOf(*byName).xsecHashType);
+        EXPECT_EQ(s.hashType, algInfo::LinkOf(*more).xsecHashType);
+        EXPECT_EQ(nullptr, algInfo::FamilyOf(*byName));
+    }
+    // The names differ from GOST R 34.11-94 only after its prefix: no lookup confuses them.
+    EXPECT_EQ(nullptr, algInfo::FindAlgInfoByName(L"GOST R 34.11-2012"));
+    EXPECT_STREQ(L"http://www.w3.org/2001/04/xmldsig-more#gostr3411",
+                 algInfo::FindAlgInfoByName(L"GOST R 34.11-94")->wszAlgorithmURI);
+    // A one-character slip in the URI finds nothing.
+    EXPECT_EQ(nullptr, algInfo::FindAlgInfoByURI(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012256"));
+    EXPECT_EQ(nullptr, algInfo::FindAlgInfoByURI(L"http://www.w3.org/2001/04/xmldsig-more#gostr3411-2012-256"));
 }
 
 TEST(AlgorithmCatalog, NameLookupIgnoresCase) {

@@ -1,15 +1,21 @@
 // Message digests through WinCAPICryptoHash and HMACs through WinCAPICryptoHashHMAC with
-// WinCAPICryptoKeyHMAC, against published known answers.
+// WinCAPICryptoKeyHMAC, against published known answers; Streebog through the GOST
+// R 34.10-2012 providers (types 80 and 81) of the software GOST provider.
 #include "CryptoTestSupport.hpp"
 #include "KnownAnswers.hpp"
 
+#include "crypto/CapiSupport.hpp"
+#include "crypto/Ids.hpp"
 #include "crypto/WinCAPICryptoHash.hpp"
 #include "crypto/WinCAPICryptoHashHMAC.hpp"
 #include "crypto/WinCAPICryptoKeyHMAC.hpp"
 
 #include <xsec/enc/XSECCryptoException.hpp>
 
+#include <algorithm>
 #include <memory>
+#include <string>
+#include <vector>
 
 using namespace testing_crypto;
 
@@ -132,6 +138,101 @@ TEST_F(CapiHashTest, HmacNeedsAnHmacKeyFirst) {
     unsigned char data[] = "abc";
     EXPECT_THROW(h.hash(data, 3), XSECCryptoException);
     EXPECT_THROW(h.setKey(nullptr), XSECCryptoException);
+}
+
+// One verification context of each GOST R 34.10-2012 provider type: 80 computes
+// Streebog-256 for the library, 81 Streebog-512.
+class CapiStreebogTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(CryptAcquireContextW(&prov256_, nullptr, nullptr, ids::kProvGost2012_256, CRYPT_VERIFYCONTEXT))
+            << "provider type 80: " << GetLastError();
+        ASSERT_TRUE(CryptAcquireContextW(&prov512_, nullptr, nullptr, ids::kProvGost2012_512, CRYPT_VERIFYCONTEXT))
+            << "provider type 81: " << GetLastError();
+    }
+    void TearDown() override {
+        if (prov256_ != 0) CryptReleaseContext(prov256_, 0);
+        if (prov512_ != 0) CryptReleaseContext(prov512_, 0);
+    }
+
+    // The digest of data in the given pieces (sizes; what is left goes last), with some
+    // other data hashed and thrown away by reset() first when `reset` says so.
+    static std::string Digest(HCRYPTPROV prov, XSECCryptoHash::HashType type, const Bytes& data,
+                              std::vector<size_t> pieces = {}, bool reset = false) {
+        std::string hex;
+        WithCryptoErrorsReported([&] {
+            WinCAPICryptoHash h(prov, type);
+            EXPECT_EQ(type, h.getHashType());
+            if (reset) {
+                unsigned char junk[] = "junk that reset() throws away";
+                h.hash(junk, sizeof junk - 1);
+                h.reset();
+            }
+            Bytes copy = data;
+            size_t at = 0;
+            pieces.push_back(copy.size());
+            for (size_t piece : pieces) {
+                const size_t n = std::min(piece, copy.size() - at);
+                h.hash(copy.data() + at, static_cast<unsigned int>(n));
+                at += n;
+            }
+            unsigned char out[128];
+            const unsigned int n = h.finish(out, sizeof out);
+            hex = ToHex(out, n);
+        });
+        return hex;
+    }
+
+    HCRYPTPROV prov256_ = 0;
+    HCRYPTPROV prov512_ = 0;
+};
+
+TEST_F(CapiStreebogTest, DigestsMatchTheKnownAnswers) {
+    for (const auto& c : kat::kStreebog) {
+        SCOPED_TRACE(c.name);
+        const Bytes m = Text(c.message);
+        EXPECT_EQ(c.streebog256, Digest(prov256_, crypto::kHashStreebog256, m));
+        EXPECT_EQ(c.streebog512, Digest(prov512_, crypto::kHashStreebog512, m));
+        // The class adds nothing to what CryptoAPI computes itself.
+        EXPECT_EQ(c.streebog256, ToHex(CapiDigest(prov256_, ids::kAlgGr3411_2012_256, m)));
+        EXPECT_EQ(c.streebog512, ToHex(CapiDigest(prov512_, ids::kAlgGr3411_2012_512, m)));
+    }
+}
+
+TEST_F(CapiStreebogTest, DataInPiecesAndResetGiveTheSameDigest) {
+    const auto& m1 = kat::kStreebog[0];
+    const Bytes m = Text(m1.message);
+    EXPECT_EQ(m1.streebog256, Digest(prov256_, crypto::kHashStreebog256, m, {1, 31, 0, 30}, true));
+    EXPECT_EQ(m1.streebog512, Digest(prov512_, crypto::kHashStreebog512, m, {62}, true));
+    const auto& empty = kat::kStreebog[1];
+    EXPECT_EQ(empty.streebog256, Digest(prov256_, crypto::kHashStreebog256, Bytes(), {}, true));
+    EXPECT_EQ(empty.streebog512, Digest(prov512_, crypto::kHashStreebog512, Bytes(), {}, true));
+}
+
+TEST_F(CapiStreebogTest, FinishCutsToTheCallersBuffer) {
+    WinCAPICryptoHash h(prov512_, crypto::kHashStreebog512);
+    Bytes m = Text(kat::kStreebog[0].message);
+    h.hash(m.data(), static_cast<unsigned int>(m.size()));
+    unsigned char out[8];
+    ASSERT_EQ(8u, h.finish(out, sizeof out));
+    EXPECT_EQ(std::string(kat::kStreebog[0].streebog512).substr(0, 16), ToHex(out, 8));
+}
+
+TEST(CapiStreebogIds, AlgIdsAndBlockSizes) {
+    EXPECT_EQ(8u, static_cast<unsigned>(crypto::kHashStreebog256));
+    EXPECT_EQ(9u, static_cast<unsigned>(crypto::kHashStreebog512));
+    EXPECT_EQ(static_cast<ALG_ID>(0x8021), crypto::HashAlgId(crypto::kHashStreebog256));
+    EXPECT_EQ(static_cast<ALG_ID>(0x8022), crypto::HashAlgId(crypto::kHashStreebog512));
+    EXPECT_EQ(static_cast<ALG_ID>(0x801E), crypto::HashAlgId(crypto::kHashGost3411));
+    EXPECT_EQ(64u, crypto::HashBlockSize(crypto::kHashStreebog256));
+    EXPECT_EQ(64u, crypto::HashBlockSize(crypto::kHashStreebog512));
+    EXPECT_EQ(32u, crypto::HashBlockSize(crypto::kHashGost3411));
+    EXPECT_TRUE(crypto::IsGostHash(crypto::kHashGost3411));
+    EXPECT_TRUE(crypto::IsGostHash(crypto::kHashStreebog256));
+    EXPECT_TRUE(crypto::IsGostHash(crypto::kHashStreebog512));
+    EXPECT_FALSE(crypto::IsGostHash(XSECCryptoHash::HASH_SHA512));
+    EXPECT_EQ(0u, crypto::HashAlgId(static_cast<XSECCryptoHash::HashType>(10)));
+    EXPECT_EQ(0u, crypto::HashBlockSize(static_cast<XSECCryptoHash::HashType>(10)));
 }
 
 TEST(CapiKeyHmacTest, KeepsAndClonesTheSecret) {

@@ -1,7 +1,7 @@
 #pragma once
 // Known answers: FIPS 180 example messages, RFC 4231 test cases 1-7 (HMAC-SHA-256/384/512;
 // case 5 compared over the whole output, whose first 128 bits the RFC lists) and RFC 2202
-// test cases 1-7 (HMAC-SHA-1). Hex strings.
+// test cases 1-7 (HMAC-SHA-1), GOST R 34.11-2012 (Streebog). Hex strings.
 
 namespace kat {
 
@@ -155,5 +155,27 @@ inline const char kMidKeySha512[] =
 // An empty key, message "abc".
 inline const char kEmptyKeySha1[] = "9b4a918f398d74d3e367970aba3cbe54e4d2b5d9";
 inline const char kEmptyKeySha256[] = "fd7adb152c05ef80dccf50a1fa4c05d5a3ec6da95575fc312ae7c5d091836351";
+
+// GOST R 34.11-2012 (Streebog): RFC 6986's first message and the empty message, output bytes
+// in the order CryptGetHashParam, OpenSSL's GOST engine and Botan return them (the order a
+// DigestValue carries; RFC 6986 prints its examples reversed).
+struct StreebogCase {
+    const char* name;
+    const char* message;
+    const char* streebog256;
+    const char* streebog512;
+};
+
+inline const StreebogCase kStreebog[] = {
+    {"RFC 6986 M1 (63 bytes)", "012345678901234567890123456789012345678901234567890123456789012",
+     "9d151eefd8590b89daa6ba6cb74af9275dd051026bb149a452fd84e5e57b5500",
+     "1b54d01a4af5b9d5cc3d86d68d285462b19abc2475222f35c085122be4ba1ffa00ad30f8767b3a82384c6574f024c311e2a481332b08ef7f4"
+     "1"
+     "797891c1646f48"},
+    {"empty", "", "3f539a213e97c802cc229d474c6aa32a825a360b2a933a949fd925208d9ce1bb",
+     "8e945da209aa869f0455928529bcae4679e9873ab707b55315f56ceb98bef0a7362f715528356ee83cda5f2aac4c6ad2ba3a715c1bcd81cb8"
+     "e"
+     "9f90bf4c1c1a8a"},
+};
 
 }  // namespace kat

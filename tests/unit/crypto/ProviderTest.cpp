@@ -62,8 +62,10 @@ TEST(CapiProviderTest, HashSupportFollowsTheProviders) {
     EXPECT_TRUE(p.algorithmSupported(XSECCryptoHash::HASH_MD5));
     EXPECT_FALSE(p.algorithmSupported(XSECCryptoHash::HASH_SHA224));
     EXPECT_FALSE(p.algorithmSupported(XSECCryptoHash::HASH_NONE));
-    EXPECT_FALSE(p.algorithmSupported(static_cast<XSECCryptoHash::HashType>(8)));
     EXPECT_EQ(ExpectGost(), p.algorithmSupported(crypto::kHashGost3411));
+    EXPECT_EQ(ExpectGost(), p.algorithmSupported(crypto::kHashStreebog256));
+    EXPECT_EQ(ExpectGost(), p.algorithmSupported(crypto::kHashStreebog512));
+    EXPECT_FALSE(p.algorithmSupported(static_cast<XSECCryptoHash::HashType>(10)));
     EXPECT_FALSE(p.algorithmSupported(XSECCryptoSymmetricKey::KEY_AES_128));
 }
 
@@ -98,6 +100,44 @@ TEST(CapiProviderTest, GostSupportFollowsTheRegisteredProviders) {
     ASSERT_EQ(32u, h->finish(out, sizeof out));
     // GOST R 34.11-94 with the CryptoPro parameter set, in the byte order XML uses.
     EXPECT_EQ("b285056dbf18d7392d7677369524dd14747459ed8143997e163b2986f92fd42c", ToHex(out, 32));
+}
+
+// Streebog through the verification contexts of types 80 (256) and 81 (512), which the
+// software GOST provider serves in the test prefix; none in a prefix without it.
+TEST(CapiProviderTest, StreebogSupportFollowsTheRegisteredProviders) {
+    WinCAPICryptoProvider p;
+    if (!ExpectGost()) {
+        EXPECT_EQ(0u, p.getProviderGOST2012_256());
+        EXPECT_EQ(0u, p.getProviderGOST2012_512());
+        for (XSECCryptoHash::HashType type : {crypto::kHashStreebog256, crypto::kHashStreebog512}) {
+            EXPECT_FALSE(p.algorithmSupported(type));
+            EXPECT_THROW(std::unique_ptr<XSECCryptoHash>(p.hash(type)), XSECCryptoException);
+        }
+        return;
+    }
+    ASSERT_NE(0u, p.getProviderGOST2012_256());
+    ASSERT_NE(0u, p.getProviderGOST2012_512());
+    DWORD type = 0, size = sizeof type;
+    ASSERT_TRUE(CryptGetProvParam(p.getProviderGOST2012_256(), PP_PROVTYPE, reinterpret_cast<BYTE*>(&type), &size, 0));
+    EXPECT_EQ(80u, type);
+    size = sizeof type;
+    ASSERT_TRUE(CryptGetProvParam(p.getProviderGOST2012_512(), PP_PROVTYPE, reinterpret_cast<BYTE*>(&type), &size, 0));
+    EXPECT_EQ(81u, type);
+    const auto& m1 = kat::kStreebog[0];
+    Bytes m = Text(m1.message);
+    unsigned char out[64];
+    WithCryptoErrorsReported([&] {
+        std::unique_ptr<XSECCryptoHash> h256(p.hash(crypto::kHashStreebog256));
+        EXPECT_EQ(crypto::kHashStreebog256, h256->getHashType());
+        h256->hash(m.data(), static_cast<unsigned int>(m.size()));
+        ASSERT_EQ(32u, h256->finish(out, p.getMaxHashSize()));
+        EXPECT_EQ(m1.streebog256, ToHex(out, 32));
+        std::unique_ptr<XSECCryptoHash> h512(p.hash(crypto::kHashStreebog512));
+        EXPECT_EQ(crypto::kHashStreebog512, h512->getHashType());
+        h512->hash(m.data(), static_cast<unsigned int>(m.size()));
+        ASSERT_EQ(64u, h512->finish(out, p.getMaxHashSize()));
+        EXPECT_EQ(m1.streebog512, ToHex(out, 64));
+    });
 }
 
 TEST(CapiProviderTest, NamesAndSizes) {
