@@ -34,6 +34,8 @@ constexpr ProviderLink kRsaSha384{5, kRsa};
 constexpr ProviderLink kRsaSha256{4, kRsa};
 constexpr ProviderLink kRsaSha1{1, kRsa};
 constexpr ProviderLink kGost2001Sig{kHashGost, kGost2001};
+constexpr ProviderLink kHmacStreebog256{kHashStreebog256, kHmac};
+constexpr ProviderLink kHmacStreebog512{kHashStreebog512, kHmac};
 
 // The record's own pvExtraInfo is a plain void*; callers only read through it.
 void* Extra(const ProviderLink& link) { return const_cast<ProviderLink*>(&link); }
@@ -68,7 +70,8 @@ CRYPT_XML_ALGORITHM_INFO Signature(const wchar_t* uri, const wchar_t* name, cons
 // GOST comes first in both lists, the W3C-style URI first among digests and the URN
 // first among signatures, so that lookups by name or CNG id find those. The GOST
 // R 34.11-2012 digests come last, after every older entry, the URN before the
-// xmldsig-more URI of each size, so that lookups by their names find the URN.
+// xmldsig-more URI of each size, so that lookups by their names find the URN. The
+// HMAC-Streebog signatures come after every older signature entry.
 const CRYPT_XML_ALGORITHM_INFO kDigests[] = {
     Digest(L"http://www.w3.org/2001/04/xmldsig-more#gostr3411", L"GOST R 34.11-94", kGostDigest),
     Digest(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr3411", L"GOST R 34.11-94", kGostDigest),
@@ -98,6 +101,10 @@ const CRYPT_XML_ALGORITHM_INFO kSignatures[] = {
               L"GOST R 34.11-94", L"GOST R 34.10-2001", kGost2001Sig),
     Signature(L"http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411", L"GOST R 34.10/34.11-2001",
               L"GOST R 34.11-94", L"GOST R 34.10-2001", kGost2001Sig),
+    Signature(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-256", L"HMAC-GOSTR3411-2012-256",
+              L"GOST R 34.11-2012-256", L"HMAC", kHmacStreebog256),
+    Signature(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-512", L"HMAC-GOSTR3411-2012-512",
+              L"GOST R 34.11-2012-512", L"HMAC", kHmacStreebog512),
 };
 
 bool Empty(const wchar_t* s) { return s == nullptr || *s == L'\0'; }

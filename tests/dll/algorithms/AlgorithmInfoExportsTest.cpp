@@ -50,11 +50,13 @@ TEST_F(AlgorithmExports, EnumeratesBothListsInOrder) {
     EXPECT_STREQ(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512", digests[8]->wszAlgorithmURI);
     EXPECT_STREQ(L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-512", digests[9]->wszAlgorithmURI);
     const auto sigs = Enumerate(CRYPT_XML_GROUP_ID_SIGN);
-    ASSERT_EQ(11u, sigs.size());
+    ASSERT_EQ(13u, sigs.size());
     EXPECT_STREQ(L"HMAC-SHA512", sigs[0]->wszName);
     EXPECT_STREQ(L"RSA-SHA1", sigs[8]->wszName);
     EXPECT_STREQ(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34102001-gostr3411", sigs[9]->wszAlgorithmURI);
     EXPECT_STREQ(L"http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411", sigs[10]->wszAlgorithmURI);
+    EXPECT_STREQ(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-256", sigs[11]->wszAlgorithmURI);
+    EXPECT_STREQ(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-512", sigs[12]->wszAlgorithmURI);
     for (const auto* e : digests) {
         EXPECT_EQ(72u, e->cbSize);
         EXPECT_EQ(static_cast<DWORD>(CRYPT_XML_GROUP_ID_HASH), e->dwGroupId);
@@ -156,7 +158,7 @@ TEST_F(AlgorithmExports, StreebogDigestEntries) {
             EXPECT_EQ(nullptr, byUri->pvPaddingInfo);
             EXPECT_NE(nullptr, byUri->pvExtraInfo);
         }
-        // By name and by CNG id the URN entry answers; no signature method has the hash yet.
+        // By name and by CNG id the URN entry answers; among signatures the HMAC of the hash.
         const auto* byName =
             dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_NAME, s.name, CRYPT_XML_GROUP_ID_HASH, 0);
         ASSERT_NE(nullptr, byName);
@@ -166,8 +168,11 @@ TEST_F(AlgorithmExports, StreebogDigestEntries) {
         const auto* byCngId =
             dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID, s.name, CRYPT_XML_GROUP_ID_HASH, 0);
         EXPECT_EQ(byName, byCngId);
-        EXPECT_EQ(nullptr, dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID, s.name,
-                                                   CRYPT_XML_GROUP_ID_SIGN, 0));
+        const auto* sigByCngId =
+            dll().FindAlgorithmInfo(CRYPT_XML_ALGORITHM_INFO_FIND_BY_CNG_ALGID, s.name, CRYPT_XML_GROUP_ID_SIGN, 0);
+        ASSERT_NE(nullptr, sigByCngId);
+        EXPECT_STREQ(L"HMAC", sigByCngId->wszCNGExtraAlgid);
+        EXPECT_STREQ(s.name, sigByCngId->wszCNGAlgid);
 
         CRYPT_XML_ALGORITHM alg = {};
         alg.cbSize = sizeof(alg);

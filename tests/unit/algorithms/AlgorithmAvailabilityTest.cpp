@@ -24,6 +24,8 @@ constexpr wchar_t kStreebog256Urn[] = L"urn:ietf:params:xml:ns:cpxmlsec:algorith
 constexpr wchar_t kStreebog256More[] = L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-256";
 constexpr wchar_t kStreebog512Urn[] = L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512";
 constexpr wchar_t kStreebog512More[] = L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-512";
+constexpr wchar_t kHmacStreebog256[] = L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-256";
+constexpr wchar_t kHmacStreebog512[] = L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-512";
 constexpr unsigned kRsa = 1, kHmac = 3, kGost2001 = 5;
 
 class Availability : public ::testing::Test {
@@ -108,6 +110,21 @@ TEST_F(Availability, StreebogDigestsNeedTheirOwnHashTypes) {
     EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(L"http://www.w3.org/2001/04/xmldsig-more#gostr3411"));
 }
 
+TEST_F(Availability, HmacStreebogNeedsItsHashAndTheHmacFamily) {
+    Install(new ScriptedCryptoProvider({kStreebog256}, {kHmac}));
+    EXPECT_TRUE(algInfo::AlgCanBeUsed(Entry(kHmacStreebog256)));
+    EXPECT_FALSE(algInfo::AlgCanBeUsed(Entry(kHmacStreebog512)));
+
+    Install(new ScriptedCryptoProvider({kStreebog256, kStreebog512}, {kGost2001}));
+    EXPECT_FALSE(algInfo::HashOrSigAlgIsAvailable(kHmacStreebog256));
+    EXPECT_FALSE(algInfo::HashOrSigAlgIsAvailable(kHmacStreebog512));
+
+    Install(new ScriptedCryptoProvider({kSha256, kStreebog512}, {kHmac}));
+    EXPECT_FALSE(algInfo::HashOrSigAlgIsAvailable(kHmacStreebog256));
+    EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(kHmacStreebog512));
+    EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(L"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256"));
+}
+
 // The library's own provider: the software GOST provider serves types 80 and 81 in the
 // main prefix (TALVORAN_EXPECT_GOST=1); another run is in a prefix with no GOST provider.
 TEST_F(Availability, StreebogFollowsTheRegisteredProviders) {
@@ -115,10 +132,12 @@ TEST_F(Availability, StreebogFollowsTheRegisteredProviders) {
     ASSERT_NE(nullptr, expect) << "TALVORAN_EXPECT_GOST is not set by the test run";
     const bool gost = expect[0] == '1';
     Install(new WinCAPICryptoProvider());
-    for (const wchar_t* uri : {kStreebog256Urn, kStreebog256More, kStreebog512Urn, kStreebog512More}) {
+    for (const wchar_t* uri :
+         {kStreebog256Urn, kStreebog256More, kStreebog512Urn, kStreebog512More, kHmacStreebog256, kHmacStreebog512}) {
         EXPECT_EQ(gost, algInfo::HashOrSigAlgIsAvailable(uri)) << testing::PrintToString(std::wstring(uri));
     }
     EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(L"http://www.w3.org/2001/04/xmlenc#sha256"));
+    EXPECT_TRUE(algInfo::HashOrSigAlgIsAvailable(L"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256"));
 }
 
 TEST_F(Availability, UnknownUriIsSimplyUnavailable) {

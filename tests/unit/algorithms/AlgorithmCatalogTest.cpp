@@ -52,6 +52,10 @@ const Expected kSignatures[] = {
      L"GOST R 34.11-94", L"GOST R 34.10-2001", 7, 5},
     {L"http://www.w3.org/2001/04/xmldsig-more#gostr34102001-gostr3411", L"GOST R 34.10/34.11-2001", L"GOST R 34.11-94",
      L"GOST R 34.10-2001", 7, 5},
+    {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-256", L"HMAC-GOSTR3411-2012-256",
+     L"GOST R 34.11-2012-256", L"HMAC", 8, 3},
+    {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-512", L"HMAC-GOSTR3411-2012-512",
+     L"GOST R 34.11-2012-512", L"HMAC", 9, 3},
 };
 
 std::wstring Str(const wchar_t* s) { return s == nullptr ? L"<null>" : s; }
@@ -99,7 +103,7 @@ TEST(AlgorithmCatalog, DigestListInOrder) {
 TEST(AlgorithmCatalog, SignatureListInOrder) {
     std::vector<const CRYPT_XML_ALGORITHM_INFO*> got;
     algInfo::EnumSigAlgs(&got, CollectAlgorithm);
-    ASSERT_EQ(11u, got.size());
+    ASSERT_EQ(13u, got.size());
     for (size_t i = 0; i < got.size(); ++i) ExpectEntry(kSignatures[i], CRYPT_XML_GROUP_ID_SIGN, got[i]);
 }
 
@@ -137,11 +141,14 @@ TEST(AlgorithmCatalog, StreebogNamesAndCngIdsFindTheUrn) {
         const wchar_t* urn;
         const wchar_t* more;
         DWORD hashType;
+        const wchar_t* hmac;  // the signature entry a lookup by the hash's CNG id finds
     } kStreebog[] = {
         {L"GOST R 34.11-2012-256", L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-256",
-         L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-256", 8},
+         L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-256", 8,
+         L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-256"},
         {L"GOST R 34.11-2012-512", L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012-512",
-         L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-512", 9},
+         L"http://www.w3.org/2001/04/xmldsig-more#gostr34112012-512", 9,
+         L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-512"},
     };
     for (const auto& s : kStreebog) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(s.name)));
@@ -151,7 +158,9 @@ TEST(AlgorithmCatalog, StreebogNamesAndCngIdsFindTheUrn) {
         EXPECT_EQ(byName, algInfo::FindAlgInfoByURI(s.urn));
         const CRYPT_XML_ALGORITHM_INFO* byCngId = algInfo::FindAlgInfoByHashAlgID(s.name, CRYPT_XML_GROUP_ID_HASH);
         EXPECT_EQ(byName, byCngId);
-        EXPECT_EQ(nullptr, algInfo::FindAlgInfoByHashAlgID(s.name, CRYPT_XML_GROUP_ID_SIGN));
+        const CRYPT_XML_ALGORITHM_INFO* sig = algInfo::FindAlgInfoByHashAlgID(s.name, CRYPT_XML_GROUP_ID_SIGN);
+        ASSERT_NE(nullptr, sig);
+        EXPECT_STREQ(s.hmac, sig->wszAlgorithmURI);
         const CRYPT_XML_ALGORITHM_INFO* more = algInfo::FindAlgInfoByURI(s.more);
         ASSERT_NE(nullptr, more);
         EXPECT_NE(byName, more);
@@ -167,6 +176,52 @@ TEST(AlgorithmCatalog, StreebogNamesAndCngIdsFindTheUrn) {
     // A one-character slip in the URI finds nothing.
     EXPECT_EQ(nullptr, algInfo::FindAlgInfoByURI(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:gostr34112012256"));
     EXPECT_EQ(nullptr, algInfo::FindAlgInfoByURI(L"http://www.w3.org/2001/04/xmldsig-more#gostr3411-2012-256"));
+}
+
+TEST(AlgorithmCatalog, HmacStreebogEntries) {
+    const struct {
+        const wchar_t* uri;
+        const wchar_t* name;
+        const wchar_t* cngHash;
+        DWORD hashType;
+    } kHmacs[] = {
+        {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-256", L"HMAC-GOSTR3411-2012-256",
+         L"GOST R 34.11-2012-256", 8},
+        {L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-512", L"HMAC-GOSTR3411-2012-512",
+         L"GOST R 34.11-2012-512", 9},
+    };
+    for (const auto& h : kHmacs) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(h.uri)));
+        const CRYPT_XML_ALGORITHM_INFO* byUri = algInfo::FindAlgInfoByURI(h.uri);
+        ASSERT_NE(nullptr, byUri);
+        EXPECT_EQ(static_cast<DWORD>(CRYPT_XML_GROUP_ID_SIGN), byUri->dwGroupId);
+        EXPECT_STREQ(h.name, byUri->wszName);
+        EXPECT_STREQ(h.cngHash, byUri->wszCNGAlgid);
+        EXPECT_STREQ(L"HMAC", byUri->wszCNGExtraAlgid);
+        EXPECT_EQ(h.hashType, algInfo::LinkOf(*byUri).xsecHashType);
+        EXPECT_EQ(3u, algInfo::LinkOf(*byUri).sigFamily);
+        const keys::KeyFamily* family = algInfo::FamilyOf(*byUri);
+        ASSERT_NE(nullptr, family);
+        EXPECT_EQ(algInfo::FamilyOf(*algInfo::FindAlgInfoByURI(L"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256")),
+                  family);
+        EXPECT_EQ(byUri, algInfo::FindAlgInfoByName(h.name));
+        EXPECT_EQ(byUri, algInfo::FindSigAlgInfo(h.cngHash, L"HMAC"));
+        EXPECT_EQ(byUri, algInfo::FindAlgInfoByHashAlgID(h.cngHash, CRYPT_XML_GROUP_ID_SIGN));
+        // The digest of the same CNG id stays the hash group's answer.
+        const CRYPT_XML_ALGORITHM_INFO* digest = algInfo::FindAlgInfoByHashAlgID(h.cngHash, CRYPT_XML_GROUP_ID_HASH);
+        ASSERT_NE(nullptr, digest);
+        EXPECT_EQ(static_cast<DWORD>(CRYPT_XML_GROUP_ID_HASH), digest->dwGroupId);
+    }
+    EXPECT_STREQ(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012-256",
+                 algInfo::FindAlgInfoByName(L"hmac-gostr3411-2012-256")->wszAlgorithmURI);
+    // The older HMAC lookups are unchanged.
+    EXPECT_STREQ(L"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256",
+                 algInfo::FindSigAlgInfo(L"SHA256", L"HMAC")->wszAlgorithmURI);
+    EXPECT_STREQ(L"http://www.w3.org/2001/04/xmldsig-more#hmac-sha512",
+                 algInfo::FindAlgInfoByName(L"HMAC-SHA512")->wszAlgorithmURI);
+    // No xmldsig-more HMAC-Streebog URI is listed, nor a slip of the URN.
+    EXPECT_EQ(nullptr, algInfo::FindAlgInfoByURI(L"http://www.w3.org/2001/04/xmldsig-more#hmac-gostr34112012-256"));
+    EXPECT_EQ(nullptr, algInfo::FindAlgInfoByURI(L"urn:ietf:params:xml:ns:cpxmlsec:algorithms:hmac-gostr34112012256"));
 }
 
 TEST(AlgorithmCatalog, NameLookupIgnoresCase) {

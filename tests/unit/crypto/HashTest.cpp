@@ -218,6 +218,44 @@ TEST_F(CapiStreebogTest, FinishCutsToTheCallersBuffer) {
     EXPECT_EQ(std::string(kat::kStreebog[0].streebog512).substr(0, 16), ToHex(out, 8));
 }
 
+// HMAC-Streebog through WinCAPICryptoHashHMAC on the type 80 / 81 contexts: RFC 7836's
+// examples (A.1.1, A.1.2), and a 100-byte key (longer than the 64-byte block, so hashed
+// first) with values from openssl's GOST engine. The bytes are CryptoAPI's, unreversed.
+TEST_F(CapiStreebogTest, HmacMatchesRfc7836AndOpenssl) {
+    const auto hmac = [](HCRYPTPROV prov, XSECCryptoHash::HashType type, const Bytes& key, const Bytes& data) {
+        std::string hex;
+        WithCryptoErrorsReported([&] {
+            WinCAPICryptoKeyHMAC k(0);
+            Bytes keyCopy = key;
+            k.setKey(keyCopy.data(), static_cast<unsigned int>(keyCopy.size()));
+            WinCAPICryptoHashHMAC h(prov, type);
+            h.setKey(&k);
+            Bytes copy = data;
+            h.hash(copy.data(), static_cast<unsigned int>(copy.size()));
+            unsigned char out[128];
+            const unsigned int n = h.finish(out, sizeof out);
+            hex = ToHex(out, n);
+        });
+        return hex;
+    };
+    const Bytes rfcKey = FromHex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
+    const Bytes rfcData = FromHex("0126bdb87800af214341456563780100");
+    EXPECT_EQ("a1aa5f7de402d7b3d323f2991c8d4534013137010a83754fd0af6d7cd4922ed9",
+              hmac(prov256_, crypto::kHashStreebog256, rfcKey, rfcData));
+    EXPECT_EQ(
+        "a59bab22ecae19c65fbde6e5f4e9f5d8549d31f037f9df9b905500e171923a773d5f1530f2ed7e964cb2eedc29e9ad2f3afe93b2814f"
+        "79f5000ffc0366c251e6",
+        hmac(prov512_, crypto::kHashStreebog512, rfcKey, rfcData));
+    Bytes longKey;
+    for (int i = 0; i < 100; ++i) longKey.push_back(static_cast<unsigned char>(i));
+    EXPECT_EQ("5d92c53cab0231cc171325fb068f4b0f8aea2604df7fc970d9c38ce9dc70a9ac",
+              hmac(prov256_, crypto::kHashStreebog256, longKey, Text("Hi There, streebog")));
+    EXPECT_EQ(
+        "6a03a4d22e6c9a77ddc80358f5a9d6f54a7087b93ae80a9f1921c6b9ecff0af45e4cba67a7d7d1e591b0e2f97fc26655066e2d283c99"
+        "2d636e8d74c4e693a67a",
+        hmac(prov512_, crypto::kHashStreebog512, longKey, Text("Hi There, streebog")));
+}
+
 TEST(CapiStreebogIds, AlgIdsAndBlockSizes) {
     EXPECT_EQ(8u, static_cast<unsigned>(crypto::kHashStreebog256));
     EXPECT_EQ(9u, static_cast<unsigned>(crypto::kHashStreebog512));
