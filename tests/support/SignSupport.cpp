@@ -61,10 +61,10 @@ HRESULT NewSig::SignHmac(const std::string& secret, const wchar_t* method) {
 }
 
 HRESULT NewSig::SignWith(HCRYPTPROV prov, DWORD keySpec, const wchar_t* method, DWORD flags,
-                         CRYPT_XML_KEYINFO_SPEC spec, const void* specValue, const wchar_t* canon) {
+                         CRYPT_XML_KEYINFO_SPEC keyInfoSpec, const void* specValue, const wchar_t* canon) {
     const CRYPT_XML_ALGORITHM sigMethod = Alg(method);
     const CRYPT_XML_ALGORITHM c14n = Alg(canon);
-    return dll().Sign(h_, prov, keySpec, flags, spec, specValue, &sigMethod, &c14n);
+    return dll().Sign(h_, prov, keySpec, flags, keyInfoSpec, specValue, &sigMethod, &c14n);
 }
 
 std::string NewSig::Encode(DWORD charset) const {

@@ -105,7 +105,7 @@ public:
     HRESULT last() const { return last_; }
     HRESULT SignHmac(const std::string& secret, const wchar_t* method = kHmacSha256);
     HRESULT SignWith(HCRYPTPROV prov, DWORD keySpec, const wchar_t* method, DWORD flags = 0,
-                     CRYPT_XML_KEYINFO_SPEC spec = CRYPT_XML_KEYINFO_SPEC_NONE, const void* specValue = nullptr,
+                     CRYPT_XML_KEYINFO_SPEC keyInfoSpec = CRYPT_XML_KEYINFO_SPEC_NONE, const void* specValue = nullptr,
                      const wchar_t* canon = kC14n);
     // CryptXmlEncode in UTF-8 (or the given charset); empty with a failure.
     std::string Encode(DWORD charset = CRYPT_XML_CHARSET_UTF8) const;

@@ -130,9 +130,9 @@ bool SignOnce(const Case& c, const Keys& keys, std::string& out) {
     }
     if (ok) {
         const HCRYPTPROV prov = hmac ? 0 : keys.rsa->prov();
-        const DWORD spec = hmac ? 0 : keys.rsa->keySpec();
-        ok = SUCCEEDED(Report("CryptXmlSign",
-                              CryptXmlSign(sig, prov, spec, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, &method, &c14n)));
+        const DWORD keySpec = hmac ? 0 : keys.rsa->keySpec();
+        ok = SUCCEEDED(Report(
+            "CryptXmlSign", CryptXmlSign(sig, prov, keySpec, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, &method, &c14n)));
     }
     out.clear();
     if (ok)

@@ -123,17 +123,17 @@ TEST_F(SignInterop, Rsa) {
     ASSERT_FALSE(blob.empty()) << "run prepare-sign-keys.sh first";
     Container c(PROV_RSA_AES, L"talvoran-interop-rsa", blob);
     ASSERT_TRUE(c.ok()) << c.error();
-    const DWORD spec = KeySpecOf(blob);
+    const DWORD keySpec = KeySpecOf(blob);
     for (const Kind& k : kRsa) {
-        const std::string xml = Enveloped(c.prov(), spec, k);
-        ExpectValid(VerifyWithKey(xml, c.prov(), spec));
+        const std::string xml = Enveloped(c.prov(), keySpec, k);
+        ExpectValid(VerifyWithKey(xml, c.prov(), keySpec));
         manifest().Add(std::string(k.name) + "-enveloped", k.name, "keydir", xml);
     }
     // The document's own KeyValue, an exclusive c14n, a signature placed by XPath.
     NewSig sig(kDoc, L"/p:Document/p:Place", L"signature");
     ASSERT_NE(nullptr, sig.Ref(L"#data", {kExcC14n}, kSha256));
-    ASSERT_EQ(S_OK, sig.SignWith(c.prov(), spec, kRsaSha256, CRYPT_XML_SIGN_ADD_KEYVALUE, CRYPT_XML_KEYINFO_SPEC_NONE,
-                                 nullptr, kExcC14n));
+    ASSERT_EQ(S_OK, sig.SignWith(c.prov(), keySpec, kRsaSha256, CRYPT_XML_SIGN_ADD_KEYVALUE,
+                                 CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, kExcC14n));
     const std::string keyValue = sig.Encode();
     ExpectValid(VerifyOwn(keyValue));
     manifest().Add("rsa-sha256-keyvalue-xpath", "rsa-sha256", "doc", keyValue);

@@ -556,7 +556,7 @@ TEST_F(Sign, KeyRefusals) {
     ExpectLine(L"CryptXmlSign", Msg("SigContext::Sign", "Cryptographic signature operation failed.",
                                     "NULL == hProv and HMAC secret is not specified."));
     ASSERT_EQ(S_OK, dll().SetHMACSecret(sig.h(), reinterpret_cast<const BYTE*>(kSecret.data()), 32));
-    // A CNG key spec: no CryptoAPI key is looked for, and CNG is not offered.
+    // A CNG key specifier: no CryptoAPI key is looked for, and CNG is not offered.
     EXPECT_EQ(kInvalidArg, dll().Sign(sig.h(), 1, 0xFFFFFFFF, 0, CRYPT_XML_KEYINFO_SPEC_NONE, nullptr, &method, &c14n));
     ExpectLine(L"CryptXmlSign", Msg("SigContext::Sign", kArgs, "CNG keys support is not implemented."));
     const CRYPT_XML_ALGORITHM unknown = Alg(L"http://example.com/no-such-method");

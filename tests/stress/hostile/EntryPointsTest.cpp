@@ -40,14 +40,14 @@ std::function<std::wstring(const std::string&)> FrameLine(const std::wstring& ex
     return [exportName](const std::string& detail) { return FormatLine(exportName, "CreateDomStructure", detail); };
 }
 
-HRESULT SignWithHmac(HCRYPTXML sig, CRYPT_XML_KEYINFO_SPEC spec = CRYPT_XML_KEYINFO_SPEC_NONE,
+HRESULT SignWithHmac(HCRYPTXML sig, CRYPT_XML_KEYINFO_SPEC keyInfoSpec = CRYPT_XML_KEYINFO_SPEC_NONE,
                      const void* specValue = nullptr) {
     const HRESULT set =
         dll().SetHMACSecret(sig, reinterpret_cast<const BYTE*>(kSecret.data()), static_cast<ULONG>(kSecret.size()));
     if (set != S_OK) return set;
     const CRYPT_XML_ALGORITHM method = signtest::Alg(signtest::kHmacSha256);
     const CRYPT_XML_ALGORITHM c14n = signtest::Alg(signtest::kExcC14n);
-    return dll().Sign(sig, 0, 0, 0, spec, specValue, &method, &c14n);
+    return dll().Sign(sig, 0, 0, 0, keyInfoSpec, specValue, &method, &c14n);
 }
 
 std::vector<EntryPoint> AllEntryPoints() {

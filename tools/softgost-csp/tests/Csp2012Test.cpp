@@ -113,15 +113,6 @@ Bytes signHashValue(HCRYPTPROV prov, ALG_ID alg, DWORD keySpec, const Bytes& has
     return sig;
 }
 
-Bytes exportPublic(HCRYPTKEY key) {
-    DWORD len = 0;
-    EXPECT_TRUE(CryptExportKey(key, 0, PUBLICKEYBLOB, 0, nullptr, &len)) << std::hex << GetLastError();
-    Bytes blob(len);
-    EXPECT_TRUE(CryptExportKey(key, 0, PUBLICKEYBLOB, 0, blob.data(), &len)) << std::hex << GetLastError();
-    blob.resize(len);
-    return blob;
-}
-
 DWORD keyParam(HCRYPTKEY key, DWORD param) {
     DWORD v = 0, len = sizeof v;
     EXPECT_TRUE(CryptGetKeyParam(key, param, reinterpret_cast<BYTE*>(&v), &len, 0)) << std::hex << GetLastError();

@@ -70,15 +70,6 @@ Bytes signHashValue(HCRYPTPROV prov, DWORD keySpec, const Bytes& hashValue) {
     return sig;
 }
 
-Bytes exportPublic(HCRYPTKEY key) {
-    DWORD len = 0;
-    EXPECT_TRUE(CryptExportKey(key, 0, PUBLICKEYBLOB, 0, nullptr, &len)) << std::hex << GetLastError();
-    Bytes blob(len);
-    EXPECT_TRUE(CryptExportKey(key, 0, PUBLICKEYBLOB, 0, blob.data(), &len)) << std::hex << GetLastError();
-    blob.resize(len);
-    return blob;
-}
-
 DWORD lastErrorOf(BOOL ok) { return ok ? 0 : GetLastError(); }
 
 }  // namespace

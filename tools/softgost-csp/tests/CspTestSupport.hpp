@@ -3,6 +3,8 @@
 #include <windows.h>
 #include <wincrypt.h>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <string>
@@ -43,5 +45,15 @@ struct Hash {
         if (h) CryptDestroyHash(h);
     }
 };
+
+// The PUBLICKEYBLOB of a key.
+inline Bytes exportPublic(HCRYPTKEY key) {
+    DWORD len = 0;
+    EXPECT_TRUE(CryptExportKey(key, 0, PUBLICKEYBLOB, 0, nullptr, &len)) << std::hex << GetLastError();
+    Bytes blob(len);
+    EXPECT_TRUE(CryptExportKey(key, 0, PUBLICKEYBLOB, 0, blob.data(), &len)) << std::hex << GetLastError();
+    blob.resize(len);
+    return blob;
+}
 
 }  // namespace cspTest
